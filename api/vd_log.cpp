@@ -1,0 +1,48 @@
+#include "api/vd_log.h"
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "api/video_denoise.h"
+
+#if defined(__ANDROID__)
+#include <android/log.h>
+#endif
+
+namespace {
+
+// Logcat's letter for a priority (2 verbose .. 7 fatal).
+char PriorityLetter(int priority) {
+  static const char kLetters[] = "??VDIWEF";
+  return (priority >= 2 && priority <= 7) ? kLetters[priority] : '?';
+}
+
+void StderrSink(int priority, const char* tag, const char* message) {
+  size_t len = std::strlen(message);
+  bool newline = len > 0 && message[len - 1] == '\n';
+  std::fprintf(stderr, "%c/%s: %s%s", PriorityLetter(priority), tag, message,
+               newline ? "" : "\n");
+}
+
+std::atomic<TARNO_VideoDenoiseLogSink> g_sink{StderrSink};
+
+}  // namespace
+
+extern "C" void TARNO_VideoDenoiseSetLogSink(TARNO_VideoDenoiseLogSink sink) {
+  g_sink.store(sink ? sink : StderrSink);
+}
+
+extern "C" void VdLog(int priority, const char* tag, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+#if defined(__ANDROID__)
+  __android_log_vprint(priority, tag, format, args);
+#else
+  char message[1024];
+  std::vsnprintf(message, sizeof(message), format, args);
+  g_sink.load()(priority, tag, message);
+#endif
+  va_end(args);
+}

@@ -1,0 +1,60 @@
+/* Motion masks: absolute differences, thresholded masks (255 = moved,
+ * 0 = still), clamped differences with sign, thresholds and motion history.
+ * Image-level routines take the luma region (width x height, luma byte
+ * offset) and apply the plane kernel to U and V at (width >> 1) x
+ * (height >> 1) and offset >> 2 when the chroma flag is set. */
+#ifndef VD_TEMPORAL_MOTION_MASK_H_
+#define VD_TEMPORAL_MOTION_MASK_H_
+
+#include "image/yuv_image.h"
+
+VD_EXTERN_C_BEGIN
+
+VD_EXPORT int CalSADImage(unsigned char* first, unsigned char* second,
+                          unsigned char* out, int width, int height,
+                          int stride);
+VD_EXPORT void CalSADImage_neon(unsigned char* first, unsigned char* second,
+                                unsigned char* out, int width, int height);
+VD_EXPORT void CalYuvImageSAD(sYuvImage_t* first, sYuvImage_t* second,
+                              sYuvImage_t* out, int width, int height,
+                              int withChroma, int offset, int unused);
+VD_EXPORT void CalSAD_threshhold_neon(unsigned char* first,
+                                      unsigned char* second,
+                                      unsigned char* out, int width,
+                                      int height, unsigned char threshold);
+VD_EXPORT void CalSAD_threshholdProc(sYuvImage_t* first, sYuvImage_t* second,
+                                     sYuvImage_t* out, int width, int height,
+                                     int withChroma, unsigned char threshold,
+                                     int offset);
+VD_EXPORT void CalDiffAbs_neon(unsigned char* first, unsigned char* second,
+                               unsigned char* diff, unsigned char* sign,
+                               int width, int height, int unused);
+VD_EXPORT int ThresholdImage2(unsigned char* unused, unsigned char* in,
+                              unsigned char* out, int width, int height,
+                              unsigned char threshold, unsigned char value);
+VD_EXPORT void ThresholdImage2_neon(unsigned char* unused, unsigned char* in,
+                                    unsigned char* out, int width, int height,
+                                    unsigned char threshold,
+                                    unsigned char value);
+VD_EXPORT void ThresholdImage(sYuvImage_t* first, sYuvImage_t* in,
+                              sYuvImage_t* out, int width, int height,
+                              unsigned char threshold, unsigned char value,
+                              int withChroma, int offset);
+VD_EXPORT int Threshold(unsigned char* in, unsigned char* out, int width,
+                        int height, int threshold, int value);
+VD_EXPORT int AdaptiveThreshold(unsigned char* in, unsigned char* out,
+                                int width, int height, int minLevel);
+VD_EXPORT int AdaptiveThresholdProc(sYuvImage_t* in, sYuvImage_t* out,
+                                    int width, int height, int minLevel,
+                                    int withChroma, int offset);
+VD_EXPORT int AdaptiveThresholdImage(sYuvImage_t* in, sYuvImage_t* out,
+                                     int unused);
+VD_EXPORT int MotionDetection(unsigned char* mask, unsigned char* history,
+                              int width, int height, int bitNumber,
+                              int withChroma, int unused);
+VD_EXPORT int MotionCounter(unsigned char* mask, unsigned char* counter,
+                            int width, int height, int shift);
+
+VD_EXTERN_C_END
+
+#endif /* VD_TEMPORAL_MOTION_MASK_H_ */

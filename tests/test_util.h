@@ -1,0 +1,59 @@
+// Helpers shared by the unit tests.
+#ifndef VD_TESTS_TEST_UTIL_H_
+#define VD_TESTS_TEST_UTIL_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vdtest {
+
+// Deterministic pseudo-random bytes.
+std::vector<uint8_t> RandomBytes(size_t n, uint32_t seed);
+void FillRandom(uint8_t* data, size_t n, uint32_t seed);
+
+// Captures every log line of the library while alive.
+class LogCapture {
+ public:
+  LogCapture();
+  ~LogCapture();
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  struct Line {
+    int priority;
+    std::string tag;
+    std::string message;
+  };
+  std::vector<Line> Lines() const;
+  std::vector<std::string> Messages() const;
+  // Number of captured messages equal to text.
+  int Count(const std::string& text) const;
+  void Clear();
+};
+
+// A buffer of n bytes that ends exactly at an inaccessible guard page and
+// starts right after another one, so any over- or under-run faults.
+class GuardedBuffer {
+ public:
+  explicit GuardedBuffer(size_t n);
+  ~GuardedBuffer();
+  GuardedBuffer(const GuardedBuffer&) = delete;
+  GuardedBuffer& operator=(const GuardedBuffer&) = delete;
+  uint8_t* data() const { return data_; }
+  size_t size() const { return size_; }
+
+ private:
+  uint8_t* base_ = nullptr;
+  size_t mapped_ = 0;
+  uint8_t* data_ = nullptr;
+  size_t size_ = 0;
+};
+
+// FNV-1a digest, for comparing outputs across builds.
+uint64_t Digest(const uint8_t* data, size_t n, uint64_t seed = 1469598103934665603ull);
+
+}  // namespace vdtest
+
+#endif  // VD_TESTS_TEST_UTIL_H_

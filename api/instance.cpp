@@ -1,0 +1,241 @@
+// The three entry points and the one process-wide denoiser instance.
+#include <pthread.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+#include "api/frame_buffers_internal.h"
+#include "api/timing_internal.h"
+#include "api/vd_alloc.h"
+#include "api/vd_instance.h"
+#include "api/vd_log.h"
+#include "parallel/stripe_internal.h"
+#include "spatial/fuzzy_filter.h"
+
+Video_Denoise_Handle* g_hVideoDenoise = nullptr;
+
+#if UINTPTR_MAX == 0xffffffffu
+// On 32-bit targets the instance is 31 words in this order; the temporal
+// pipeline reads a tuning word by its position.
+static_assert(sizeof(Video_Denoise_Handle) == 31 * 4, "instance layout");
+static_assert(offsetof(Video_Denoise_Handle, iNRLevel) == 8 * 4, "layout");
+static_assert(offsetof(Video_Denoise_Handle, iLevelParams) == 9 * 4, "layout");
+static_assert(offsetof(Video_Denoise_Handle, iPrevFrameNum) == 17 * 4,
+              "layout");
+static_assert(offsetof(Video_Denoise_Handle, iFilterParams) == 18 * 4,
+              "layout");
+static_assert(offsetof(Video_Denoise_Handle, sPrevFrames) == 23 * 4, "layout");
+static_assert(offsetof(Video_Denoise_Handle, pCurFrame) == 26 * 4, "layout");
+static_assert(offsetof(Video_Denoise_Handle, pTempFrame2) == 30 * 4, "layout");
+static_assert(sizeof(sYuvImage_t) == 11 * 4, "image record layout");
+static_assert(sizeof(VD_Multiple_Thread_Handle) == 8 * 4, "stripe layout");
+#endif
+static_assert(sizeof(Calc_Process_Time) == 17 * 8, "timing record layout");
+
+namespace {
+
+FILE* g_timing_stream = nullptr;
+
+const VdChromaBuffers kGlobalChroma = {p_uvSpaBuff_1, p_uvSpaBuff_2,
+                                       p_uvSpaBuff_3};
+
+// A frame descriptor over a client's NV21 buffer, with the planar pointers
+// of the one-block layout (pU is where the interleaved chroma starts).
+sYuvImage_t DescribeClientFrame(unsigned char* buffer, int width,
+                                int height) {
+  sYuvImage_t image;
+  std::memset(&image, 0, sizeof(image));
+  const int n = width * height;
+  image.iWidth = width;
+  image.iHeight = height;
+  image.iStride = width;
+  image.iFrameRate = 30;
+  image.iComponents = 3;
+  image.iBitDepth = 8;
+  image.eYuvType = YUV_420;
+  image.pBuffer = buffer;
+  image.pY = buffer;
+  image.pU = buffer + n;
+  image.pV = buffer + n + n / 4;
+  return image;
+}
+
+void* StripeThread(void* arg) {
+  VdRunStripe(static_cast<VdStripeContext*>(arg));
+  return nullptr;
+}
+
+void Reconfigure(Video_Denoise_Handle* handle, int width, int height,
+                 int eType) {
+  if (width == handle->iWidth && height == handle->iHeight &&
+      eType == handle->eType) {
+    return;
+  }
+  handle->iWidth = width;
+  handle->iHeight = height;
+  handle->eType = eType;
+  handle->sPrevFrames.iFrameCount = -1;
+  SetYUV(handle->pMotionInfo, width * height, 0, 3);
+}
+
+// Fills the three stripe records and runs one thread per stripe.
+void RunStripes(Video_Denoise_Handle* handle, sYuvImage_t* src,
+                sYuvImage_t* dst, int width, int height) {
+  static const int kEdges[3] = {VD_EDGE_TOP, VD_EDGE_INTERIOR, VD_EDGE_BOTTOM};
+  VdFrameLayout layout;
+  VdComputeFrameLayout(height, &layout);
+  VdStripeContext contexts[3];
+  pthread_t threads[3];
+  for (int i = 0; i < 3; ++i) {
+    VD_Multiple_Thread_Handle* stripe = &g_hVDMulThread[i];
+    stripe->iIndex = i;
+    stripe->iEdgeType = kEdges[i];
+    stripe->iOffset = layout.firstRow[i] * width;
+    stripe->iWidth = width;
+    stripe->iHeight = layout.rows[i];
+    stripe->hVideoDenoise = handle;
+    stripe->pSrcImage = src;
+    stripe->pDstImage = dst;
+    VdBindGlobalStripeContext(stripe, &contexts[i]);
+    pthread_create(&threads[i], nullptr, StripeThread, &contexts[i]);
+  }
+  for (int i = 0; i < 3; ++i) pthread_join(threads[i], nullptr);
+}
+
+}  // namespace
+
+extern "C" int VideoSizeCheck(int width, int height) {
+  if (width < 96 || width > 1920) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG, "Input width:%d is invalid!range[%d,%d]\n",
+          width, 96, 1920);
+    return -1;
+  }
+  if (width % 16 != 0) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG, "Input width:%d is multiple of 16!\n",
+          width);
+    return -1;
+  }
+  if (height < 96 || height > 1920) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG,
+          "Input height:%d is invalid!range[%d,%d]\n", height, 96, 1920);
+    return -1;
+  }
+  if (height % 8 != 0) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG, "Input height:%d is multiple of 8!\n",
+          height);
+    return -1;
+  }
+  return 0;
+}
+
+extern "C" int TARNO_VideoDenoiseInit(int width, int height,
+                                      const char* cfgPath) {
+  if (g_hVideoDenoise) {
+    VdLog(VD_LOG_WARN, VD_LOG_TAG, "Video_Denoise has inited!\n");
+    return 0;
+  }
+  if (VideoSizeCheck(width, height) != 0) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG, "VideoSizeCheck failed!\n");
+    return -1;
+  }
+  Video_Denoise_Handle* handle = static_cast<Video_Denoise_Handle*>(
+      VdMalloc(sizeof(Video_Denoise_Handle)));
+  if (!handle) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG,
+          "Malloc memory for g_hVideoDenoise failed!\n");
+    return -1;
+  }
+  std::memset(handle, 0, sizeof(*handle));
+  g_hVideoDenoise = handle;
+  InitVideoDenoiseParams(handle);
+  handle->iMaxWidth = handle->iWidth = width;
+  handle->iMaxHeight = handle->iHeight = height;
+  if (cfgPath && ParseCfgFile(handle, const_cast<char*>(cfgPath)) != 0) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG, "can not open config :%s!\n", cfgPath);
+  }
+  if (VdAllocFrameBuffers(handle, &kGlobalChroma) != 0) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG,
+          "Malloc memory for frame buffers failed!\n");
+    TARNO_VideoDenoiseDeinit();
+    return -1;
+  }
+  InitNRPixelTable(17);
+  return 0;
+}
+
+extern "C" int TARNO_VideoDenoise(unsigned char* src, unsigned char* dst,
+                                  int width, int height, int eType,
+                                  int iISO) {
+  Video_Denoise_Handle* handle = g_hVideoDenoise;
+  if (!handle) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG, "g_hVideoDenoise has not inited!\n");
+    return -1;
+  }
+  if (!src || !dst) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG,
+          "image_src:0x%x or image_dest:0x%x is NULL!\n", VD_PTR32(src),
+          VD_PTR32(dst));
+    return -1;
+  }
+  if (VideoSizeCheck(width, height) != 0) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG, "VideoSizeCheck failed!\n");
+    return -1;
+  }
+  if (width > handle->iMaxWidth || height > handle->iMaxHeight) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG,
+          "width:%d > MaxWidth:%d or height:%d > MaxHeight:%d!\n", width,
+          handle->iMaxWidth, height, handle->iMaxHeight);
+    return -1;
+  }
+  Reconfigure(handle, width, height, eType);
+  VdLog(VD_LOG_ERROR, VD_LOG_TAG,
+        "Process VideoDenoise: width:%d, height:%d, iISO:%d, eType:%d!\n",
+        width, height, iISO, eType);
+
+  Calc_Process_Time* times = &g_VideoDenoise_ProcTime;
+  VdLogTimingHeaderOnce();
+  std::memset(times, 0, sizeof(*times));
+  VdStamp(times, VD_T_START);
+  SetVideoDenoiseParams(handle, eType, iISO);
+  VdStamp(times, VD_T_LEVEL);
+
+  sYuvImage_t dstImage = DescribeClientFrame(dst, width, height);
+  sYuvImage_t srcImage = DescribeClientFrame(src, width, height);
+  if (handle->iCfgSwitch2 == 0) ++handle->sPrevFrames.iFrameCount;
+  RunStripes(handle, &srcImage, &dstImage, width, height);
+
+  VdStamp(times, VD_T_TEMPORAL_FILTER);
+  VdStamp(times, VD_T_JOINED);
+  Calc_ProcessTime2(*times, g_timing_stream);
+  return 0;
+}
+
+extern "C" int TARNO_VideoDenoiseDeinit(void) {
+  Video_Denoise_Handle* handle = g_hVideoDenoise;
+  if (!handle) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG, "g_hVideoDenoise has not inited!\n");
+    return -1;
+  }
+  if (g_timing_stream) {
+    std::fclose(g_timing_stream);
+    g_timing_stream = nullptr;
+  }
+  VdFreeFrameBuffers(handle, &kGlobalChroma);
+  VdFree(handle);
+  g_hVideoDenoise = nullptr;
+  return 0;
+}
+
+extern "C" void TARNO_VideoDenoiseSetTimingStream(FILE* stream) {
+  g_timing_stream = stream;
+}
+
+extern "C" int TARNO_VideoDenoiseSetPipeline(int pipeline) {
+  if (pipeline != TARNO_PIPELINE_FUZZY && pipeline != TARNO_PIPELINE_TEMPORAL) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG, "Unknown pipeline:%d!\n", pipeline);
+    return -1;
+  }
+  VdSetGlobalPipeline(pipeline);
+  return 0;
+}

@@ -1,0 +1,65 @@
+// What a stripe worker works on, and the phase barrier it meets others at.
+#ifndef VD_PARALLEL_STRIPE_INTERNAL_H_
+#define VD_PARALLEL_STRIPE_INTERNAL_H_
+
+#include <pthread.h>
+
+#include "api/frame_buffers_internal.h"
+#include "api/vd_instance.h"
+#include "parallel/stripe.h"
+
+// A three-party barrier: a counter under a mutex, a condition variable, and
+// a generation number that tells a woken waiter whether its phase is over
+// (so a spurious wake-up cannot let a thread pass early).
+struct VdPhaseBarrier {
+  pthread_mutex_t* mutex;
+  pthread_cond_t* cond;
+  int* counter;
+  unsigned* generation;
+};
+
+void VdBarrierWait(const VdPhaseBarrier* barrier);
+
+// How a frame of a given height is cut. Luma: three stripes of even row
+// counts, s = (height / 3) rounded down to even, rows [0, s), [s, 2s) and
+// [2s, height). Chroma work of the full path (chroma height hc = height / 2):
+// the first multiple of 8 rows F = hc rounded down to a multiple of 8 is
+// filtered, split by plane: U rows [0, A) by stripe 0 and [A, F) by stripe 1
+// with A = (F / 2) rounded up to a multiple of 8, V rows [0, F) by stripe 2;
+// chroma rows F .. hc - 1 are copied. At 1080 rows this is 360/360/360 and
+// A = 272, F = 536.
+struct VdFrameLayout {
+  int firstRow[3];
+  int rows[3];
+  int chromaSplit;     // A
+  int chromaFiltered;  // F
+};
+
+void VdComputeFrameLayout(int height, VdFrameLayout* layout);
+
+enum { VD_PIPELINE_FUZZY = 0, VD_PIPELINE_TEMPORAL = 1 };
+
+struct VdStripeContext {
+  VD_Multiple_Thread_Handle* stripe;
+  VdChromaBuffers chroma;
+  Calc_Process_Time* times;
+  VdPhaseBarrier canFilter;
+  VdPhaseBarrier canDeleteDP;
+  VdPhaseBarrier canDilate;
+  VdPhaseBarrier canErose;
+  int pipeline;
+};
+
+// Binds a stripe record to the process-wide instance's buffers, barriers and
+// timing record.
+void VdBindGlobalStripeContext(VD_Multiple_Thread_Handle* stripe,
+                               VdStripeContext* ctx);
+
+// The stripe thread body: chroma conversion, then the selected pipeline.
+void VdRunStripe(VdStripeContext* ctx);
+
+// Pipeline selected for the process-wide instance.
+int VdGlobalPipeline(void);
+void VdSetGlobalPipeline(int pipeline);
+
+#endif  // VD_PARALLEL_STRIPE_INTERNAL_H_

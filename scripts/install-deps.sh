@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Installs, from Debian's packages, whatever the build and tests need and the
+# machine does not have yet. Safe to run again.
+set -euo pipefail
+
+packages=(
+  cmake g++ make pkg-config      # the build
+  libgtest-dev googletest        # unit tests (googletest: sources for ARM builds)
+  libbenchmark-dev               # Google Benchmark targets
+  libpng-dev                     # PNG pictures written by vdenoise
+  g++-arm-linux-gnueabihf        # armv7 NEON cross build
+  g++-aarch64-linux-gnu          # aarch64 NEON cross build
+  qemu-user                      # runs the ARM test binaries
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  [[ "$p" == \#* ]] && continue
+  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+done
+
+if ((${#missing[@]})); then
+  echo "installing: ${missing[*]}"
+  SUDO=""
+  [ "$(id -u)" -ne 0 ] && SUDO="sudo"
+  export DEBIAN_FRONTEND=noninteractive
+  $SUDO apt-get update -qq
+  $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi

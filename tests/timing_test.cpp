@@ -28,7 +28,7 @@ TEST(Timing, LineFormats) {
   Calc_ProcessTime2(t, nullptr);
   // T11-T0, T10+T1-T9-T0, T16-T12, T13-T12, T14-T13, T15-T12, T16-T15.
   EXPECT_EQ((std::vector<std::string>{
-                "Fuzzy_Time:  121,-1080,  112,   25,   27,   81,   31"}),
+                "Fuzzy_Time:  121,-1080, 112,  25,  27,  81,  31"}),
             log.Messages());
   log.Clear();
   Calc_ProcessTime(t, nullptr);

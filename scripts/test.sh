@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test: natively, then cross-built for armv7 and
-# aarch64 and run under qemu. Usage: scripts/test.sh [native|armv7|aarch64 ...]
+# aarch64 and run under qemu, and natively again under AddressSanitizer and
+# UndefinedBehaviorSanitizer.
+# Usage: scripts/test.sh [native|armv7|aarch64|asan ...]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 bash "$root/scripts/install-deps.sh"
@@ -8,7 +10,7 @@ bash "$root/scripts/install-deps.sh"
 werror=${VD_WERROR:-OFF}
 jobs=${VD_JOBS:-2}
 targets=("$@")
-((${#targets[@]})) || targets=(native armv7 aarch64)
+((${#targets[@]})) || targets=(native armv7 aarch64 asan)
 
 passed=0
 failed=0
@@ -18,6 +20,11 @@ for target in "${targets[@]}"; do
   args=(-DVD_WERROR="$werror" -DCMAKE_BUILD_TYPE=Release)
   case "$target" in
     native) ;;
+    asan)
+      san="-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer"
+      args+=(-DCMAKE_BUILD_TYPE=RelWithDebInfo "-DCMAKE_C_FLAGS=$san" "-DCMAKE_CXX_FLAGS=$san"
+             "-DCMAKE_EXE_LINKER_FLAGS=-fsanitize=address,undefined"
+             "-DCMAKE_SHARED_LINKER_FLAGS=-fsanitize=address,undefined") ;;
     armv7) args+=(-DCMAKE_TOOLCHAIN_FILE="$root/cmake/armv7-linux-gnueabihf.cmake" -DVD_BUILD_TOOLS=OFF) ;;
     aarch64) args+=(-DCMAKE_TOOLCHAIN_FILE="$root/cmake/aarch64-linux-gnu.cmake" -DVD_BUILD_TOOLS=OFF) ;;
     *) echo "unknown target $target" >&2; exit 2 ;;

@@ -33,7 +33,9 @@ VD_EXPORT void UpScaleX64(unsigned char* src, int height, int width,
 /* 4x bilinear enlargement to 4w x 4h. */
 VD_EXPORT void UpScaleNewX16(unsigned char* src, int height, int width,
                              unsigned char* dst);
-/* 2x bilinear enlargement (see the implementation notes for the arguments). */
+/* 2x pixel-centred bilinear enlargement (weights 12 : 4 in sixteenths, edge
+ * samples repeated) of a packed height x width plane src into 2 * height
+ * rows of 2 * width bytes, dstStride bytes apart, at dst. */
 VD_EXPORT void UpScale(unsigned char* src, int height, int width,
                        int dstStride, unsigned char* dst);
 

@@ -1,0 +1,29 @@
+// Chroma movers behind the NV21 <-> I420 conversions.
+//
+// Both work in whole blocks of 8 chroma pairs and have no tail: the last
+// block may read and write up to 7 pairs past the end of the given count.
+// Each block is read completely before any of it is written, and the U
+// bytes of a block are stored before its V bytes, so the scalar and vector
+// versions agree byte for byte even when the ranges overlap.
+#ifndef VD_IMAGE_CONVERT_INTERNAL_H_
+#define VD_IMAGE_CONVERT_INTERNAL_H_
+
+#include <stdint.h>
+
+// Interleaves count planar samples into V, U pairs: vu[2i] = v[i],
+// vu[2i + 1] = u[i], for ceil(count / 8) blocks of 8 samples. Nothing
+// happens when count <= 0.
+void MergeVUPlane_C(const uint8_t* u, const uint8_t* v, uint8_t* vu,
+                    int count);
+// Splits a run of `bytes` interleaved V, U bytes into the planes: v[i] = vu[2i],
+// u[i] = vu[2i + 1], for ceil(bytes / 16) blocks of 16 bytes. Nothing
+// happens when bytes <= 0.
+void SplitVUPlane_C(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
+
+#if defined(__ARM_NEON)
+void MergeVUPlane_NEON(const uint8_t* u, const uint8_t* v, uint8_t* vu,
+                       int count);
+void SplitVUPlane_NEON(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
+#endif
+
+#endif  // VD_IMAGE_CONVERT_INTERNAL_H_

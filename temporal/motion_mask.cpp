@@ -1,0 +1,392 @@
+// Motion masks: absolute differences, thresholded masks, clamped differences
+// with sign, fixed and adaptive thresholds and motion-history bit planes.
+// The vector kernels have their plain references here and their NEON twins in
+// motion_mask_neon.cpp; the exported kernels pick one at build time.
+#include "temporal/motion_mask.h"
+
+#include <stddef.h>
+#include <stdint.h>
+#include <stdio.h>
+
+#include "api/vd_alloc.h"
+#include "temporal/motion_mask_internal.h"
+
+namespace {
+
+inline unsigned char AbsDiff(unsigned char a, unsigned char b) {
+  return static_cast<unsigned char>(a > b ? a - b : b - a);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Scalar references of the vector kernels.
+
+// Row pairs of whole 16-pixel blocks. After a pair the pointers move on by the
+// blocks just covered and then by one full row, so a width that is not a
+// multiple of 16 leaves its tail columns unwritten and every later pair starts
+// width mod 16 bytes earlier than a packed second row pair would. An odd last
+// row is not visited.
+void CalSADImagePairs_C(unsigned char* first, unsigned char* second,
+                        unsigned char* out, int width, int height) {
+  const int span = (width >> 4) * 16;
+  const int pairs = height >> 1;
+  if (span <= 0) return;
+  for (int p = 0; p < pairs; ++p) {
+    for (int row = 0; row < 2; ++row) {
+      const ptrdiff_t base = static_cast<ptrdiff_t>(row) * width;
+      for (int x = 0; x < span; ++x) {
+        out[base + x] = AbsDiff(first[base + x], second[base + x]);
+      }
+    }
+    first += span;
+    second += span;
+    out += span;
+    if (p + 1 < pairs) {
+      first += width;
+      second += width;
+      out += width;
+    }
+  }
+}
+
+// Same row-pair stepping as CalSADImagePairs_C, with whole 32-pixel blocks: a
+// width below 32 writes nothing.
+void CalSAD_threshhold_C(unsigned char* first, unsigned char* second,
+                         unsigned char* out, int width, int height,
+                         unsigned char threshold) {
+  const int span = (width >> 5) * 32;
+  const int pairs = height >> 1;
+  if (span <= 0) return;
+  for (int p = 0; p < pairs; ++p) {
+    for (int row = 0; row < 2; ++row) {
+      const ptrdiff_t base = static_cast<ptrdiff_t>(row) * width;
+      for (int x = 0; x < span; ++x) {
+        out[base + x] =
+            AbsDiff(first[base + x], second[base + x]) > threshold ? 255 : 0;
+      }
+    }
+    first += span;
+    second += span;
+    out += span;
+    if (p + 1 < pairs) {
+      first += width;
+      second += width;
+      out += width;
+    }
+  }
+}
+
+// Row pairs of 16-pixel blocks, stepping as CalSADImagePairs_C; the sign plane
+// follows the same pitch as the difference plane.
+void CalDiffAbs_C(unsigned char* first, unsigned char* second,
+                  unsigned char* diff, unsigned char* sign, int width,
+                  int height, int /*unused*/) {
+  const int span = (width >> 4) * 16;
+  const int pairs = height >> 1;
+  if (span <= 0) return;
+  for (int p = 0; p < pairs; ++p) {
+    for (int row = 0; row < 2; ++row) {
+      const ptrdiff_t base = static_cast<ptrdiff_t>(row) * width;
+      for (int x = 0; x < span; ++x) {
+        const unsigned char a = first[base + x];
+        const unsigned char b = second[base + x];
+        const unsigned char d = AbsDiff(a, b);
+        diff[base + x] = d < 16 ? d : 16;
+        sign[base + x] = b >= a ? 1 : 0;
+      }
+    }
+    first += span;
+    second += span;
+    diff += span;
+    sign += span;
+    if (p + 1 < pairs) {
+      first += width;
+      second += width;
+      diff += width;
+      sign += width;
+    }
+  }
+}
+
+// Every row covers only its whole 16-pixel blocks and the next row starts
+// right after them: a width that is not a multiple of 16 is walked as if the
+// plane were packed at that shorter pitch. Always writes 255 for a hit.
+void ThresholdImage255_C(unsigned char* /*unused*/, unsigned char* in,
+                         unsigned char* out, int width, int height,
+                         unsigned char threshold, unsigned char /*value*/) {
+  const int span = (width >> 4) * 16;
+  if (span <= 0) return;
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < span; ++x) out[x] = in[x] > threshold ? 255 : 0;
+    in += span;
+    out += span;
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Exported kernels.
+
+extern "C" int CalSADImage(unsigned char* first, unsigned char* second,
+                           unsigned char* out, int width, int height,
+                           int stride) {
+  for (int y = 0; y < height; ++y) {
+    const ptrdiff_t row = static_cast<ptrdiff_t>(y) * stride;
+    for (int x = 0; x < width; ++x) {
+      out[row + x] = AbsDiff(first[row + x], second[row + x]);
+    }
+  }
+  return 1;
+}
+
+extern "C" void CalSADImage_neon(unsigned char* first, unsigned char* second,
+                                 unsigned char* out, int width, int height) {
+#if defined(__ARM_NEON)
+  CalSADImagePairs_NEON(first, second, out, width, height);
+#else
+  CalSADImagePairs_C(first, second, out, width, height);
+#endif
+}
+
+extern "C" void CalYuvImageSAD(sYuvImage_t* first, sYuvImage_t* second,
+                               sYuvImage_t* out, int width, int height,
+                               int withChroma, int offset, int /*unused*/) {
+  CalSADImage_neon(first->pY + offset, second->pY + offset, out->pY + offset,
+                   width, height);
+  if (withChroma) {
+    const int c = offset >> 2;
+    CalSADImage_neon(first->pU + c, second->pU + c, out->pU + c, width >> 1,
+                     height >> 1);
+    CalSADImage_neon(first->pV + c, second->pV + c, out->pV + c, width >> 1,
+                     height >> 1);
+  }
+}
+
+extern "C" void CalSAD_threshhold_neon(unsigned char* first,
+                                       unsigned char* second,
+                                       unsigned char* out, int width,
+                                       int height, unsigned char threshold) {
+#if defined(__ARM_NEON)
+  CalSAD_threshhold_NEON(first, second, out, width, height, threshold);
+#else
+  CalSAD_threshhold_C(first, second, out, width, height, threshold);
+#endif
+}
+
+// Chroma-only change mask: luma is left alone and both chroma planes use the
+// fixed threshold 4, whatever the caller passes.
+extern "C" void CalSAD_threshholdProc(sYuvImage_t* first, sYuvImage_t* second,
+                                      sYuvImage_t* out, int width, int height,
+                                      int withChroma,
+                                      unsigned char /*threshold*/,
+                                      int offset) {
+  if (!withChroma) return;
+  const unsigned char kChromaThreshold = 4;
+  const int c = offset >> 2;
+  CalSAD_threshhold_neon(first->pU + c, second->pU + c, out->pU + c,
+                         width >> 1, height >> 1, kChromaThreshold);
+  CalSAD_threshhold_neon(first->pV + c, second->pV + c, out->pV + c,
+                         width >> 1, height >> 1, kChromaThreshold);
+}
+
+extern "C" void CalDiffAbs_neon(unsigned char* first, unsigned char* second,
+                                unsigned char* diff, unsigned char* sign,
+                                int width, int height, int unused) {
+#if defined(__ARM_NEON)
+  CalDiffAbs_NEON(first, second, diff, sign, width, height, unused);
+#else
+  CalDiffAbs_C(first, second, diff, sign, width, height, unused);
+#endif
+}
+
+extern "C" int ThresholdImage2(unsigned char* /*unused*/, unsigned char* in,
+                               unsigned char* out, int width, int height,
+                               unsigned char threshold, unsigned char value) {
+  for (int y = 0; y < height; ++y) {
+    const ptrdiff_t row = static_cast<ptrdiff_t>(y) * width;
+    for (int x = 0; x < width; ++x) {
+      out[row + x] = in[row + x] > threshold ? value : 0;
+    }
+  }
+  return height;
+}
+
+extern "C" void ThresholdImage2_neon(unsigned char* unused, unsigned char* in,
+                                     unsigned char* out, int width,
+                                     int height, unsigned char threshold,
+                                     unsigned char value) {
+#if defined(__ARM_NEON)
+  ThresholdImage255_NEON(unused, in, out, width, height, threshold, value);
+#else
+  ThresholdImage255_C(unused, in, out, width, height, threshold, value);
+#endif
+}
+
+extern "C" void ThresholdImage(sYuvImage_t* first, sYuvImage_t* in,
+                               sYuvImage_t* out, int width, int height,
+                               unsigned char threshold, unsigned char value,
+                               int withChroma, int offset) {
+  ThresholdImage2_neon(first->pY + offset, in->pY + offset, out->pY + offset,
+                       width, height, threshold, value);
+  if (withChroma) {
+    const int c = offset >> 2;
+    ThresholdImage2_neon(first->pU + c, in->pU + c, out->pU + c, width >> 1,
+                         height >> 1, threshold, value);
+    ThresholdImage2_neon(first->pV + c, in->pV + c, out->pV + c, width >> 1,
+                         height >> 1, threshold, value);
+  }
+}
+
+extern "C" int Threshold(unsigned char* in, unsigned char* out, int width,
+                         int height, int threshold, int value) {
+  if (in == nullptr || out == nullptr) return 0;
+  if (height < 1) return 1;
+  const unsigned char hit = static_cast<unsigned char>(value);
+  const unsigned char miss = static_cast<unsigned char>(~value);
+  for (int y = 0; y < height; ++y) {
+    const ptrdiff_t row = static_cast<ptrdiff_t>(y) * width;
+    for (int x = 0; x < width; ++x) {
+      out[row + x] = static_cast<int>(in[row + x]) >= threshold ? hit : miss;
+    }
+  }
+  return 1;
+}
+
+// Local-mean threshold: a pixel is set when it exceeds 85 % of the mean of
+// the box around it, the box reaching (width >> 3) / 2 pixels each way. Box
+// sums come from an integral image; the box runs from just after (y1, x1) to
+// (y2, x2) inclusive, so it is one row and one column short of symmetric and
+// a border pixel's box is short on that side too. The pixel is compared as
+// count * pixel against sum * 85 / 100 so that no division by count occurs;
+// both sides are 32-bit two's-complement quantities.
+extern "C" int AdaptiveThreshold(unsigned char* in, unsigned char* out,
+                                 int width, int height, int minLevel) {
+  if (in == nullptr || out == nullptr) return 0;
+  if (width < 1 || height < 1) return 1;
+
+  const size_t n = static_cast<size_t>(width) * static_cast<size_t>(height);
+  uint32_t* integral = static_cast<uint32_t*>(VdMalloc(n * sizeof(uint32_t)));
+  if (integral == nullptr) return 0;
+
+  // integral[y][x] = sum of in over rows 0..y and columns 0..x.
+  for (int y = 0; y < height; ++y) {
+    const size_t row = static_cast<size_t>(y) * width;
+    uint32_t rowSum = 0;
+    for (int x = 0; x < width; ++x) {
+      rowSum += in[row + x];
+      integral[row + x] = rowSum + (y > 0 ? integral[row - width + x] : 0u);
+    }
+  }
+
+  const int s = (width >> 3) / 2;
+  const int level = (minLevel < 1 || minLevel > 254) ? 10 : minLevel;
+  auto at = [&](int y, int x) {
+    return integral[static_cast<size_t>(y) * width + x];
+  };
+  for (int x = 0; x < width; ++x) {
+    const int x1 = x - s > 0 ? x - s : 0;
+    const int x2 = x + s < width ? x + s : width - 1;
+    for (int y = 0; y < height; ++y) {
+      const int y1 = y - s > 0 ? y - s : 0;
+      const int y2 = y + s < height ? y + s : height - 1;
+      const uint32_t sum = at(y2, x2) - at(y1, x2) - at(y2, x1) + at(y1, x1);
+      const uint32_t count =
+          static_cast<uint32_t>(y2 - y1) * static_cast<uint32_t>(x2 - x1);
+      const unsigned char pixel = in[static_cast<size_t>(y) * width + x];
+      const int32_t limit = vd_motion::WrapToInt32(sum * 85u) / 100;
+      const int32_t lhs = vd_motion::WrapToInt32(count * pixel);
+      const bool set = lhs > limit || (lhs == limit && pixel >= level);
+      out[static_cast<size_t>(y) * width + x] = set ? 255 : 0;
+    }
+  }
+  VdFree(integral);
+  return 1;
+}
+
+extern "C" int AdaptiveThresholdProc(sYuvImage_t* in, sYuvImage_t* out,
+                                     int width, int height, int minLevel,
+                                     int withChroma, int offset) {
+  int result = AdaptiveThreshold(in->pY + offset, out->pY + offset, width,
+                                 height, minLevel);
+  if (withChroma) {
+    const int c = offset >> 2;
+    AdaptiveThreshold(in->pU + c, out->pU + c, width >> 1, height >> 1,
+                      minLevel);
+    result = AdaptiveThreshold(in->pV + c, out->pV + c, width >> 1,
+                               height >> 1, minLevel);
+  }
+  return result;
+}
+
+extern "C" int AdaptiveThresholdImage(sYuvImage_t* in, sYuvImage_t* out,
+                                      int /*unused*/) {
+  if (in == nullptr || out == nullptr) return 0;
+  const int w = in->iWidth;
+  const int h = in->iHeight;
+  const int kMinLevel = 10;
+  int result = AdaptiveThreshold(in->pY, out->pY, w, h, kMinLevel);
+  result |= AdaptiveThreshold(in->pU, out->pU, w / 2, h / 2, kMinLevel);
+  result |= AdaptiveThreshold(in->pV, out->pV, w / 2, h / 2, kMinLevel);
+  return result;
+}
+
+// History bit planes. Luma takes this frame's bit only (the old value is
+// overwritten); chroma shifts its history right by one and ORs the new bit in
+// at the given position, so it keeps a record of recent frames.
+extern "C" int MotionDetection(unsigned char* mask, unsigned char* history,
+                               int width, int height, int bitNumber,
+                               int withChroma, int /*unused*/) {
+  const unsigned char bit = vd_motion::ShiftedBit(bitNumber - 1);
+  for (int y = 0; y < height; ++y) {
+    const ptrdiff_t row = static_cast<ptrdiff_t>(y) * width;
+    for (int x = 0; x < width; ++x) {
+      history[row + x] = mask[row + x] == 255 ? 0 : bit;
+    }
+  }
+  if (withChroma && height >= 2) {
+    const ptrdiff_t lumaSize = static_cast<ptrdiff_t>(width) * height;
+    const ptrdiff_t planeOffsets[2] = {lumaSize, lumaSize + (lumaSize >> 2)};
+    const int cw = width >> 1;
+    const int ch = height >> 1;
+    for (ptrdiff_t planeOffset : planeOffsets) {
+      const unsigned char* m = mask + planeOffset;
+      unsigned char* h = history + planeOffset;
+      for (int y = 0; y < ch; ++y) {
+        const ptrdiff_t row = static_cast<ptrdiff_t>(y) * cw;
+        for (int x = 0; x < cw; ++x) {
+          const unsigned char now = m[row + x] == 255 ? 0 : bit;
+          h[row + x] = static_cast<unsigned char>(now | (h[row + x] >> 1));
+        }
+      }
+    }
+  }
+  return 1;
+}
+
+// Counts the still pixels, reports them against a two-thirds threshold and
+// adds each still pixel's (1 << shift) into its 8-bit counter.
+extern "C" int MotionCounter(unsigned char* mask, unsigned char* counter,
+                             int width, int height, int shift) {
+  const uint32_t total32 =
+      static_cast<uint32_t>(width) * static_cast<uint32_t>(height);
+  const int32_t motionThreshold = vd_motion::WrapToInt32(total32 * 2u) / 3;
+  uint32_t still = 0;
+  for (int y = 0; y < height; ++y) {
+    const ptrdiff_t row = static_cast<ptrdiff_t>(y) * width;
+    for (int x = 0; x < width; ++x) still += mask[row + x] != 255;
+  }
+  printf("\tMotionCounter: iCurMotionSum = %d,iMotionThreshold = %d\n",
+         static_cast<int>(vd_motion::WrapToInt32(total32 - still)),
+         static_cast<int>(motionThreshold));
+  const unsigned char increment = vd_motion::ShiftedBit(shift);
+  for (int y = 0; y < height; ++y) {
+    const ptrdiff_t row = static_cast<ptrdiff_t>(y) * width;
+    for (int x = 0; x < width; ++x) {
+      if (mask[row + x] != 255) {
+        counter[row + x] =
+            static_cast<unsigned char>(counter[row + x] + increment);
+      }
+    }
+  }
+  return 1;
+}

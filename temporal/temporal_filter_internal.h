@@ -1,0 +1,27 @@
+// Reference and NEON variants of the temporal blending kernels. Each pair
+// shares one signature; the exported filters pick one at build time.
+#ifndef VD_TEMPORAL_TEMPORAL_FILTER_INTERNAL_H_
+#define VD_TEMPORAL_TEMPORAL_FILTER_INTERNAL_H_
+
+// TemporalFilterS: still pixels (mask < 128) become
+// (90 * src + 38 * ref + 64) >> 7, moving ones are copied; whole 16-pixel
+// blocks of each row at the packed (width >> 4) * 16 pitch.
+void TemporalFilterS_C(unsigned char* src, unsigned char* ref,
+                       unsigned char* mask, unsigned char* out, int width,
+                       int height);
+// Luma blend of TemporalFilter: still pixels become (64 * src + 64 * ref) >> 7
+// without rounding, moving ones are copied; same stepping as TemporalFilterS.
+void TemporalFilterLuma_C(unsigned char* src, unsigned char* ref,
+                          unsigned char* mask, unsigned char* out, int width,
+                          int height);
+
+#if defined(__ARM_NEON)
+void TemporalFilterS_NEON(unsigned char* src, unsigned char* ref,
+                          unsigned char* mask, unsigned char* out, int width,
+                          int height);
+void TemporalFilterLuma_NEON(unsigned char* src, unsigned char* ref,
+                             unsigned char* mask, unsigned char* out,
+                             int width, int height);
+#endif
+
+#endif  // VD_TEMPORAL_TEMPORAL_FILTER_INTERNAL_H_

@@ -1,0 +1,84 @@
+// Library-internal parts of the fixed-size mask morphology: the scalar
+// references, their NEON twins and the helpers both share.
+//
+// Every kernel works on flat, tightly packed planes and addresses its output
+// pixels by byte position. The value written at a position depends only on
+// the source bytes around that position, so the vector kernels may split a
+// step into 16-byte blocks (even overlapping ones) and still write exactly
+// what the scalar reference writes.
+#ifndef VD_MORPHOLOGY_MASK_MORPHOLOGY_INTERNAL_H_
+#define VD_MORPHOLOGY_MASK_MORPHOLOGY_INTERNAL_H_
+
+#include <stddef.h>
+#include <stdint.h>
+
+// Border rule shared by the kernels, for a footprint of half-size k: the
+// first k rows are copied for edge types 3 and 1, the last k rows for 1 and
+// 2, and the first and last k bytes of every row k .. rows - k - 1 always.
+// The kernels copy the borders before they compute anything, so a computed
+// write that lands on a border byte wins.
+void VdCopyMaskBorders(const uint8_t* src, uint8_t* dst, int width, int rows,
+                       int edgeType, int k);
+
+// Bytes a vector kernel of half-size k covers in one row: whole 32-column
+// steps over the width - 2k interior columns, then, when columns remain,
+// one last step of 32 - 2k columns (a 32-byte source load minus the window
+// margins). The last step can stop short of the row end or run past it; it
+// is exact when (width - 2k) mod 32 is 0 or 32 - 2k.
+static inline int VdMaskRowSpan(int width, int k) {
+  const int interior = width - 2 * k;
+  if (interior <= 0) return 0;
+  return (interior & ~31) + ((interior & 31) ? 32 - 2 * k : 0);
+}
+
+// 3 x 3 discrete-point rule at the byte s (row step width): with n the
+// number of bytes >= 128 in the block, centre included, 255 when n >= 7 or
+// when the centre is set and n >= 3, else 0.
+static inline uint8_t VdDiscretePointPixel(const uint8_t* s, ptrdiff_t width) {
+  int n = 0;
+  for (ptrdiff_t dy = -1; dy <= 1; ++dy) {
+    for (ptrdiff_t dx = -1; dx <= 1; ++dx) n += s[dy * width + dx] >= 128;
+  }
+  return (n >= 7 || (s[0] >= 128 && n >= 3)) ? 255 : 0;
+}
+
+// Bitwise AND / OR of the (2k + 1) x (2k + 1) block centred on s.
+static inline uint8_t VdAndWindow(const uint8_t* s, ptrdiff_t width, int k) {
+  uint8_t m = 255;
+  for (ptrdiff_t dy = -k; dy <= k; ++dy) {
+    for (ptrdiff_t dx = -k; dx <= k; ++dx) m &= s[dy * width + dx];
+  }
+  return m;
+}
+
+static inline uint8_t VdOrWindow(const uint8_t* s, ptrdiff_t width, int k) {
+  uint8_t m = 0;
+  for (ptrdiff_t dy = -k; dy <= k; ++dy) {
+    for (ptrdiff_t dx = -k; dx <= k; ++dx) m |= s[dy * width + dx];
+  }
+  return m;
+}
+
+// Scalar references (mask_morphology.cpp).
+int DeleteDiscretePoints_C(const uint8_t* src, uint8_t* dst, int width,
+                           int rows, int edgeType);
+int Erose5x5_C(const uint8_t* src, uint8_t* dst, int width, int rows,
+               int edgeType);
+int Dilate9x9_C(const uint8_t* src, uint8_t* dst, int width, int rows,
+                int edgeType);
+int Dilate15x15_C(const uint8_t* src, uint8_t* dst, int width, int rows,
+                  int edgeType);
+
+#if defined(__ARM_NEON)
+// NEON twins (mask_morphology_neon.cpp), byte for byte equal to the above.
+int DeleteDiscretePoints_NEON(const uint8_t* src, uint8_t* dst, int width,
+                              int rows, int edgeType);
+int Erose5x5_NEON(const uint8_t* src, uint8_t* dst, int width, int rows,
+                  int edgeType);
+int Dilate9x9_NEON(const uint8_t* src, uint8_t* dst, int width, int rows,
+                   int edgeType);
+int Dilate15x15_NEON(const uint8_t* src, uint8_t* dst, int width, int rows,
+                     int edgeType);
+#endif
+
+#endif  // VD_MORPHOLOGY_MASK_MORPHOLOGY_INTERNAL_H_

@@ -1,6 +1,8 @@
 // The three entry points and the one process-wide denoiser instance.
 #include <pthread.h>
 
+#include <atomic>
+
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -36,6 +38,32 @@ static_assert(sizeof(Calc_Process_Time) == 17 * 8, "timing record layout");
 namespace {
 
 FILE* g_timing_stream = nullptr;
+
+// The public calls must not overlap. A client that lets them overlap anyway
+// (a frame while another frame runs, Deinit or Init during a frame) is
+// refused instead of corrupting the instance.
+std::atomic<int> g_busy{0};
+
+class BusyGuard {
+ public:
+  BusyGuard() : owner_(g_busy.exchange(1, std::memory_order_acquire) == 0) {}
+  ~BusyGuard() {
+    if (owner_) g_busy.store(0, std::memory_order_release);
+  }
+  BusyGuard(const BusyGuard&) = delete;
+  BusyGuard& operator=(const BusyGuard&) = delete;
+  bool Refused(const char* call) const {
+    if (!owner_) {
+      VdLog(VD_LOG_ERROR, VD_LOG_TAG,
+            "%s refused: another TARNO_VideoDenoise call is still running!\n",
+            call);
+    }
+    return !owner_;
+  }
+
+ private:
+  bool owner_;
+};
 
 const VdChromaBuffers kGlobalChroma = {p_uvSpaBuff_1, p_uvSpaBuff_2,
                                        p_uvSpaBuff_3};
@@ -129,8 +157,37 @@ extern "C" int VideoSizeCheck(int width, int height) {
   return 0;
 }
 
+namespace {
+int DenoiseInit(int width, int height, const char* cfgPath);
+int DenoiseFrame(unsigned char* src, unsigned char* dst, int width, int height,
+                 int eType, int iISO);
+int DenoiseDeinit();
+}  // namespace
+
 extern "C" int TARNO_VideoDenoiseInit(int width, int height,
                                       const char* cfgPath) {
+  BusyGuard busy;
+  if (busy.Refused("TARNO_VideoDenoiseInit")) return -1;
+  return DenoiseInit(width, height, cfgPath);
+}
+
+extern "C" int TARNO_VideoDenoise(unsigned char* src, unsigned char* dst,
+                                  int width, int height, int eType,
+                                  int iISO) {
+  BusyGuard busy;
+  if (busy.Refused("TARNO_VideoDenoise")) return -1;
+  return DenoiseFrame(src, dst, width, height, eType, iISO);
+}
+
+extern "C" int TARNO_VideoDenoiseDeinit(void) {
+  BusyGuard busy;
+  if (busy.Refused("TARNO_VideoDenoiseDeinit")) return -1;
+  return DenoiseDeinit();
+}
+
+namespace {
+
+int DenoiseInit(int width, int height, const char* cfgPath) {
   if (g_hVideoDenoise) {
     VdLog(VD_LOG_WARN, VD_LOG_TAG, "Video_Denoise has inited!\n");
     return 0;
@@ -157,16 +214,15 @@ extern "C" int TARNO_VideoDenoiseInit(int width, int height,
   if (VdAllocFrameBuffers(handle, &kGlobalChroma) != 0) {
     VdLog(VD_LOG_ERROR, VD_LOG_TAG,
           "Malloc memory for frame buffers failed!\n");
-    TARNO_VideoDenoiseDeinit();
+    DenoiseDeinit();
     return -1;
   }
   InitNRPixelTable(17);
   return 0;
 }
 
-extern "C" int TARNO_VideoDenoise(unsigned char* src, unsigned char* dst,
-                                  int width, int height, int eType,
-                                  int iISO) {
+int DenoiseFrame(unsigned char* src, unsigned char* dst, int width, int height,
+                 int eType, int iISO) {
   Video_Denoise_Handle* handle = g_hVideoDenoise;
   if (!handle) {
     VdLog(VD_LOG_ERROR, VD_LOG_TAG, "g_hVideoDenoise has not inited!\n");
@@ -211,7 +267,7 @@ extern "C" int TARNO_VideoDenoise(unsigned char* src, unsigned char* dst,
   return 0;
 }
 
-extern "C" int TARNO_VideoDenoiseDeinit(void) {
+int DenoiseDeinit() {
   Video_Denoise_Handle* handle = g_hVideoDenoise;
   if (!handle) {
     VdLog(VD_LOG_ERROR, VD_LOG_TAG, "g_hVideoDenoise has not inited!\n");
@@ -226,6 +282,8 @@ extern "C" int TARNO_VideoDenoiseDeinit(void) {
   g_hVideoDenoise = nullptr;
   return 0;
 }
+
+}  // namespace
 
 extern "C" void TARNO_VideoDenoiseSetTimingStream(FILE* stream) {
   g_timing_stream = stream;

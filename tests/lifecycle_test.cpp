@@ -251,6 +251,60 @@ TEST_F(Lifecycle, EachInitAllocationFailureIsClean) {
   EXPECT_NE(nullptr, g_hVideoDenoise);
 }
 
+// A call that overlaps a running one is refused with -1 and one line and
+// leaves the running call and the instance intact. The overlapping calls are
+// made from inside the frame call (from the log sink), which makes the
+// overlap deterministic; a second thread is caught the same way.
+int g_nested_results[3];
+bool g_nested_done = false;
+unsigned char* g_nested_frame = nullptr;
+
+int g_refused_lines = 0;
+
+void NestingSink(int, const char*, const char* message) {
+  if (std::strstr(message, "refused: another TARNO_VideoDenoise call")) {
+    ++g_refused_lines;
+  }
+  if (g_nested_done ||
+      std::strncmp(message, "Process VideoDenoise", 20) != 0) {
+    return;
+  }
+  g_nested_done = true;
+  g_nested_results[0] = TARNO_VideoDenoise(g_nested_frame, g_nested_frame, 96,
+                                           96, 0, 100);
+  g_nested_results[1] = TARNO_VideoDenoiseDeinit();
+  g_nested_results[2] = TARNO_VideoDenoiseInit(96, 96, nullptr);
+}
+
+TEST_F(Lifecycle, OverlappingCallsAreRefused) {
+  std::vector<uint8_t> src = Frame(96, 96, 9), dst(src.size());
+  ASSERT_EQ(0, TARNO_VideoDenoiseInit(96, 96, nullptr));
+  Video_Denoise_Handle* h = g_hVideoDenoise;
+  std::vector<std::string> refused;
+  {
+    LogCapture log;
+    TARNO_VideoDenoiseSetLogSink(NestingSink);
+    g_nested_frame = dst.data();
+    ASSERT_EQ(0, TARNO_VideoDenoise(src.data(), dst.data(), 96, 96, 0, 100));
+    TARNO_VideoDenoiseSetLogSink(nullptr);
+  }
+  EXPECT_TRUE(g_nested_done);
+  EXPECT_EQ(-1, g_nested_results[0]);
+  EXPECT_EQ(-1, g_nested_results[1]);
+  EXPECT_EQ(-1, g_nested_results[2]);
+  EXPECT_EQ(3, g_refused_lines);
+  EXPECT_EQ(h, g_hVideoDenoise);
+  EXPECT_EQ(0, h->sPrevFrames.iFrameCount);
+  // Serialised calls go on as before.
+  LogCapture log;
+  EXPECT_EQ(0, TARNO_VideoDenoise(src.data(), dst.data(), 96, 96, 0, 100));
+  EXPECT_EQ(1, h->sPrevFrames.iFrameCount);
+  EXPECT_EQ(0, TARNO_VideoDenoiseDeinit());
+  for (const std::string& m : log.Messages()) {
+    EXPECT_EQ(std::string::npos, m.find("refused")) << m;
+  }
+}
+
 TEST_F(Lifecycle, DefaultSinkWritesLogcatStyleLines) {
   ::testing::internal::CaptureStderr();
   VideoSizeCheck(95, 96);

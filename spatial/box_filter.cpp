@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "api/vd_cpu.h"
 #include "spatial/box_filter_internal.h"
 
 namespace {
@@ -71,22 +72,31 @@ int BoxFilter_nxn_C(const unsigned char* src, unsigned char* dst, int width,
 
 // The kernel point is not read: each function has a fixed kernel size.
 
+// Each exported filter starts from the scalar reference and takes the best
+// twin the processor level allows (api/vd_cpu.h).
+using BoxFilterFn = int (*)(const unsigned char*, unsigned char*, int, int,
+                            int);
+
 int BoxFilter3x3(unsigned char* src, unsigned char* dst, int width, int rows,
                  sVNRPoint* /*kernel*/, int iEdge) {
+  BoxFilterFn filter = BoxFilter3x3_C;
 #if defined(__ARM_NEON)
-  return BoxFilter3x3_NEON(src, dst, width, rows, iEdge);
-#else
-  return BoxFilter3x3_C(src, dst, width, rows, iEdge);
+  if (VdSimdLevel() == kVdSimdNeon) filter = BoxFilter3x3_NEON;
+#elif defined(VD_X86_SIMD)
+  const int level = VdSimdLevel();
+  if (level >= kVdSimdSse2) filter = BoxFilter3x3_SSE2;
+  if (level >= kVdSimdAvx2) filter = BoxFilter3x3_AVX2;
 #endif
+  return filter(src, dst, width, rows, iEdge);
 }
 
 int BoxFilter(unsigned char* src, unsigned char* dst, int width, int rows,
               sVNRPoint* /*kernel*/, int iEdge) {
+  BoxFilterFn filter = BoxFilter_C;
 #if defined(__ARM_NEON)
-  return BoxFilter_NEON(src, dst, width, rows, iEdge);
-#else
-  return BoxFilter_C(src, dst, width, rows, iEdge);
+  if (VdSimdLevel() == kVdSimdNeon) filter = BoxFilter_NEON;
 #endif
+  return filter(src, dst, width, rows, iEdge);
 }
 
 int BoxFilter7x7(unsigned char* src, unsigned char* dst, int width, int rows,

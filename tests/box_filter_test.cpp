@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "api/vd_cpu.h"
 #include "spatial/box_filter.h"
 #include "spatial/box_filter_internal.h"
 #include "tests/test_util.h"
@@ -194,7 +195,14 @@ TEST(BoxFilterTest, NarrowPlanesCopyInnerRows) {
   }
 }
 
-#if defined(__ARM_NEON)
+// The integer form of the 3x3 mean that the x86 twins use.
+TEST(BoxFilter3x3Test, IntegerMeanEqualsFloatMeanForEverySum) {
+  for (uint32_t sum = 0; sum <= 9 * 255; ++sum) {
+    ASSERT_EQ(VdBoxMean9Int(sum), VdBoxMean9(sum)) << sum;
+  }
+}
+
+#if defined(__ARM_NEON) || defined(VD_X86_SIMD)
 
 // Runs the scalar reference and the vector twin on the same source (ending
 // flush against a guard page, so an over-read faults) and compares whole
@@ -214,6 +222,10 @@ void ExpectTwinsEqual(KernelFn ref, KernelFn simd, int width, int rows,
   ASSERT_EQ(a, b) << "width " << width << " rows " << rows << " iEdge "
                   << iEdge << " seed " << seed;
 }
+
+#endif
+
+#if defined(__ARM_NEON)
 
 TEST(BoxFilterNeonTest, MatchesScalarAtRandomSizes) {
   uint32_t seed = 1;
@@ -265,6 +277,66 @@ TEST(BoxFilterNeonTest, ExportedFunctionsUseTheVectorPath) {
 
 TEST(BoxFilterNeonTest, MatchesScalarAtRandomSizes) {
   GTEST_SKIP() << "no NEON in this build";
+}
+
+#endif
+
+#if defined(VD_X86_SIMD)
+
+struct X86Twin {
+  const char* name;
+  KernelFn fn;
+};
+
+// SSE2 always; AVX2 when this processor has it.
+std::vector<X86Twin> X86Twins() {
+  std::vector<X86Twin> twins = {{"SSE2", BoxFilter3x3_SSE2}};
+  if (VdCpuSimdLevel() >= kVdSimdAvx2) {
+    twins.push_back({"AVX2", BoxFilter3x3_AVX2});
+  }
+  return twins;
+}
+
+// Natively there is time for every small size, many random ones and every
+// frame width: blocks of 16 and 32 with every leftover, row pairs and the
+// odd last row.
+TEST(BoxFilterX86Test, MatchesScalarAtManySizes) {
+  for (const X86Twin& twin : X86Twins()) {
+    SCOPED_TRACE(twin.name);
+    uint32_t seed = 1;
+    for (int width = 1; width <= 140; ++width) {
+      for (int rows = 1; rows <= 11; ++rows) {
+        ExpectTwinsEqual(BoxFilter3x3_C, twin.fn, width, rows,
+                         (width + rows) & 3, seed++);
+      }
+    }
+    uint32_t x = 777;
+    for (int i = 0; i < 400; ++i) {
+      x = x * 1103515245u + 12345u;
+      const int width = 1 + static_cast<int>((x >> 8) % 2000);
+      const int rows = 1 + static_cast<int>((x >> 20) % 20);
+      ExpectTwinsEqual(BoxFilter3x3_C, twin.fn, width, rows,
+                       static_cast<int>(x >> 30), x);
+    }
+    for (int width = 96; width <= 1920; width += 16) {
+      ExpectTwinsEqual(BoxFilter3x3_C, twin.fn, width, 6, width & 3, width);
+      ExpectTwinsEqual(BoxFilter3x3_C, twin.fn, width, 7, 1, width + 1);
+    }
+    // A middle stripe of a 1080p frame with its two context rows.
+    ExpectTwinsEqual(BoxFilter3x3_C, twin.fn, 1920, 362, 0, 5);
+  }
+}
+
+TEST(BoxFilterX86Test, ExportedFunctionFollowsTheLevel) {
+  const int width = 1920, rows = 9;
+  const Plane src = vdtest::RandomBytes(width * rows, 19);
+  Plane expect(src.size(), kCanary);
+  BoxFilter3x3_C(src.data(), expect.data(), width, rows, 1);
+  for (int level : {kVdSimdScalar, kVdSimdSse2, kVdSimdAvx2}) {
+    VdSetSimdLevelForTesting(level);
+    EXPECT_EQ(Filter(BoxFilter3x3, src, width, rows, 1), expect) << level;
+  }
+  VdSetSimdLevelForTesting(-1);
 }
 
 #endif

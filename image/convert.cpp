@@ -2,25 +2,36 @@
 
 #include <cstring>
 
+#include "api/vd_cpu.h"
 #include "image/convert_internal.h"
 
 namespace {
 
+// The scalar reference, upgraded to the best twin the processor level
+// allows (api/vd_cpu.h).
 void MergeVUPlane(const uint8_t* u, const uint8_t* v, uint8_t* vu,
                   int count) {
+  auto merge = MergeVUPlane_C;
 #if defined(__ARM_NEON)
-  MergeVUPlane_NEON(u, v, vu, count);
-#else
-  MergeVUPlane_C(u, v, vu, count);
+  if (VdSimdLevel() == kVdSimdNeon) merge = MergeVUPlane_NEON;
+#elif defined(VD_X86_SIMD)
+  const int level = VdSimdLevel();
+  if (level >= kVdSimdSse2) merge = MergeVUPlane_SSE2;
+  if (level >= kVdSimdAvx2) merge = MergeVUPlane_AVX2;
 #endif
+  merge(u, v, vu, count);
 }
 
 void SplitVUPlane(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes) {
+  auto split = SplitVUPlane_C;
 #if defined(__ARM_NEON)
-  SplitVUPlane_NEON(vu, u, v, bytes);
-#else
-  SplitVUPlane_C(vu, u, v, bytes);
+  if (VdSimdLevel() == kVdSimdNeon) split = SplitVUPlane_NEON;
+#elif defined(VD_X86_SIMD)
+  const int level = VdSimdLevel();
+  if (level >= kVdSimdSse2) split = SplitVUPlane_SSE2;
+  if (level >= kVdSimdAvx2) split = SplitVUPlane_AVX2;
 #endif
+  split(vu, u, v, bytes);
 }
 
 void CopyBytes(unsigned char* dst, const unsigned char* src, int n) {

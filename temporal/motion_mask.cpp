@@ -9,6 +9,7 @@
 #include <stdio.h>
 
 #include "api/vd_alloc.h"
+#include "api/vd_cpu.h"
 #include "temporal/motion_mask_internal.h"
 
 namespace {
@@ -141,11 +142,11 @@ extern "C" int CalSADImage(unsigned char* first, unsigned char* second,
 
 extern "C" void CalSADImage_neon(unsigned char* first, unsigned char* second,
                                  unsigned char* out, int width, int height) {
+  auto kernel = CalSADImagePairs_C;
 #if defined(__ARM_NEON)
-  CalSADImagePairs_NEON(first, second, out, width, height);
-#else
-  CalSADImagePairs_C(first, second, out, width, height);
+  if (VdSimdLevel() == kVdSimdNeon) kernel = CalSADImagePairs_NEON;
 #endif
+  kernel(first, second, out, width, height);
 }
 
 extern "C" void CalYuvImageSAD(sYuvImage_t* first, sYuvImage_t* second,
@@ -166,11 +167,17 @@ extern "C" void CalSAD_threshhold_neon(unsigned char* first,
                                        unsigned char* second,
                                        unsigned char* out, int width,
                                        int height, unsigned char threshold) {
+  // The scalar reference, upgraded to the best twin the processor level
+  // allows (api/vd_cpu.h).
+  auto kernel = CalSAD_threshhold_C;
 #if defined(__ARM_NEON)
-  CalSAD_threshhold_NEON(first, second, out, width, height, threshold);
-#else
-  CalSAD_threshhold_C(first, second, out, width, height, threshold);
+  if (VdSimdLevel() == kVdSimdNeon) kernel = CalSAD_threshhold_NEON;
+#elif defined(VD_X86_SIMD)
+  const int level = VdSimdLevel();
+  if (level >= kVdSimdSse2) kernel = CalSAD_threshhold_SSE2;
+  if (level >= kVdSimdAvx2) kernel = CalSAD_threshhold_AVX2;
 #endif
+  kernel(first, second, out, width, height, threshold);
 }
 
 // Chroma-only change mask: luma is left alone and both chroma planes use the
@@ -192,11 +199,15 @@ extern "C" void CalSAD_threshholdProc(sYuvImage_t* first, sYuvImage_t* second,
 extern "C" void CalDiffAbs_neon(unsigned char* first, unsigned char* second,
                                 unsigned char* diff, unsigned char* sign,
                                 int width, int height, int unused) {
+  auto kernel = CalDiffAbs_C;
 #if defined(__ARM_NEON)
-  CalDiffAbs_NEON(first, second, diff, sign, width, height, unused);
-#else
-  CalDiffAbs_C(first, second, diff, sign, width, height, unused);
+  if (VdSimdLevel() == kVdSimdNeon) kernel = CalDiffAbs_NEON;
+#elif defined(VD_X86_SIMD)
+  const int level = VdSimdLevel();
+  if (level >= kVdSimdSse2) kernel = CalDiffAbs_SSE2;
+  if (level >= kVdSimdAvx2) kernel = CalDiffAbs_AVX2;
 #endif
+  kernel(first, second, diff, sign, width, height, unused);
 }
 
 extern "C" int ThresholdImage2(unsigned char* /*unused*/, unsigned char* in,
@@ -215,11 +226,11 @@ extern "C" void ThresholdImage2_neon(unsigned char* unused, unsigned char* in,
                                      unsigned char* out, int width,
                                      int height, unsigned char threshold,
                                      unsigned char value) {
+  auto kernel = ThresholdImage255_C;
 #if defined(__ARM_NEON)
-  ThresholdImage255_NEON(unused, in, out, width, height, threshold, value);
-#else
-  ThresholdImage255_C(unused, in, out, width, height, threshold, value);
+  if (VdSimdLevel() == kVdSimdNeon) kernel = ThresholdImage255_NEON;
 #endif
+  kernel(unused, in, out, width, height, threshold, value);
 }
 
 extern "C" void ThresholdImage(sYuvImage_t* first, sYuvImage_t* in,

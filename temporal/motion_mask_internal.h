@@ -40,6 +40,23 @@ void ThresholdImage255_NEON(unsigned char* unused, unsigned char* in,
                             unsigned char threshold, unsigned char value);
 #endif
 
+#if defined(__x86_64__) || defined(_M_X64)
+// x86-64 twins of the frame-path kernels, with the same row-pair stepping
+// (AVX2 only where the processor has it).
+void CalSAD_threshhold_SSE2(unsigned char* first, unsigned char* second,
+                            unsigned char* out, int width, int height,
+                            unsigned char threshold);
+void CalDiffAbs_SSE2(unsigned char* first, unsigned char* second,
+                     unsigned char* diff, unsigned char* sign, int width,
+                     int height, int unused);
+void CalSAD_threshhold_AVX2(unsigned char* first, unsigned char* second,
+                            unsigned char* out, int width, int height,
+                            unsigned char threshold);
+void CalDiffAbs_AVX2(unsigned char* first, unsigned char* second,
+                     unsigned char* diff, unsigned char* sign, int width,
+                     int height, int unused);
+#endif
+
 namespace vd_motion {
 
 // Two's-complement reinterpretation of a 32-bit pattern, without relying on

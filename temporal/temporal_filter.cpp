@@ -7,6 +7,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include "api/vd_cpu.h"
 #include "temporal/temporal_filter_internal.h"
 
 // Row r: weights of a pixel whose history holds r + 1 still frames, built
@@ -95,11 +96,17 @@ void TemporalFilterLuma_C(unsigned char* src, unsigned char* ref,
 extern "C" void TemporalFilterS(unsigned char* src, unsigned char* ref,
                                 unsigned char* mask, unsigned char* out,
                                 int width, int height) {
+  // The scalar reference, upgraded to the best twin the processor level
+  // allows (api/vd_cpu.h).
+  auto kernel = TemporalFilterS_C;
 #if defined(__ARM_NEON)
-  TemporalFilterS_NEON(src, ref, mask, out, width, height);
-#else
-  TemporalFilterS_C(src, ref, mask, out, width, height);
+  if (VdSimdLevel() == kVdSimdNeon) kernel = TemporalFilterS_NEON;
+#elif defined(VD_X86_SIMD)
+  const int level = VdSimdLevel();
+  if (level >= kVdSimdSse2) kernel = TemporalFilterS_SSE2;
+  if (level >= kVdSimdAvx2) kernel = TemporalFilterS_AVX2;
 #endif
+  kernel(src, ref, mask, out, width, height);
 }
 
 // Blends luma only; the output's chroma is copied from the source when
@@ -107,13 +114,12 @@ extern "C" void TemporalFilterS(unsigned char* src, unsigned char* ref,
 extern "C" int TemporalFilter(sYuvImage_t* src, sYuvImage_t* ref,
                               sYuvImage_t* mask, sYuvImage_t* out, int width,
                               int height, int withChroma, int offset) {
+  auto luma = TemporalFilterLuma_C;
 #if defined(__ARM_NEON)
-  TemporalFilterLuma_NEON(src->pY + offset, ref->pY + offset,
-                          mask->pY + offset, out->pY + offset, width, height);
-#else
-  TemporalFilterLuma_C(src->pY + offset, ref->pY + offset, mask->pY + offset,
-                       out->pY + offset, width, height);
+  if (VdSimdLevel() == kVdSimdNeon) luma = TemporalFilterLuma_NEON;
 #endif
+  luma(src->pY + offset, ref->pY + offset, mask->pY + offset,
+       out->pY + offset, width, height);
   if (withChroma == 0) CopyChroma(src, out, width, height, offset);
   return 1;
 }

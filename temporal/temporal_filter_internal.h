@@ -24,4 +24,15 @@ void TemporalFilterLuma_NEON(unsigned char* src, unsigned char* ref,
                              int width, int height);
 #endif
 
+#if defined(__x86_64__) || defined(_M_X64)
+// x86-64 twins of TemporalFilterS, same stepping (AVX2 only where the
+// processor has it).
+void TemporalFilterS_SSE2(unsigned char* src, unsigned char* ref,
+                          unsigned char* mask, unsigned char* out, int width,
+                          int height);
+void TemporalFilterS_AVX2(unsigned char* src, unsigned char* ref,
+                          unsigned char* mask, unsigned char* out, int width,
+                          int height);
+#endif
+
 #endif  // VD_TEMPORAL_TEMPORAL_FILTER_INTERNAL_H_

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <vector>
 
+#include "api/vd_cpu.h"
 #include "image/convert.h"
 #include "image/convert_internal.h"
 #include "tests/test_util.h"
@@ -266,6 +267,12 @@ std::vector<Movers> AllMovers() {
 #if defined(__ARM_NEON)
   movers.push_back({"NEON", MergeVUPlane_NEON, SplitVUPlane_NEON});
 #endif
+#if defined(VD_X86_SIMD)
+  movers.push_back({"SSE2", MergeVUPlane_SSE2, SplitVUPlane_SSE2});
+  if (VdCpuSimdLevel() >= kVdSimdAvx2) {
+    movers.push_back({"AVX2", MergeVUPlane_AVX2, SplitVUPlane_AVX2});
+  }
+#endif
   return movers;
 }
 
@@ -326,6 +333,56 @@ TEST(ConvertKernels, ScalarAndNeonAgree) {
     ASSERT_EQ(va, vb) << "split " << bytes;
   }
 #endif
+}
+
+// Every twin against the scalar reference: counts from 1 to well past the
+// widest step, separate buffers (the wide path), and the U and V planes
+// overlapping each other or the input (the block-by-block path).
+TEST(ConvertKernels, TwinsAgreeWithScalarAtManyCounts) {
+  const std::vector<Movers> movers = AllMovers();
+  uint32_t seed = 3000;
+  for (size_t m = 1; m < movers.size(); ++m) {
+    SCOPED_TRACE(movers[m].name);
+    for (int count = 1; count <= 1200; count += (count < 300 ? 1 : 37)) {
+      const int padded = (count + 7) / 8 * 8;
+      std::vector<uint8_t> u = RandomBytes(padded, ++seed);
+      std::vector<uint8_t> v = RandomBytes(padded, ++seed);
+      std::vector<uint8_t> a(2 * padded + 8, kCanary), b = a;
+      MergeVUPlane_C(u.data(), v.data(), a.data(), count);
+      movers[m].merge(u.data(), v.data(), b.data(), count);
+      ASSERT_EQ(a, b) << "merge " << count;
+
+      const int bytes = 2 * count - (count & 1);
+      const int blocks = (bytes + 15) / 16;
+      std::vector<uint8_t> vu = RandomBytes(16 * blocks, ++seed);
+      std::vector<uint8_t> ua(8 * blocks + 8, kCanary), va = ua, ub = ua,
+                                                        vb = ua;
+      SplitVUPlane_C(vu.data(), ua.data(), va.data(), bytes);
+      movers[m].split(vu.data(), ub.data(), vb.data(), bytes);
+      ASSERT_EQ(ua, ub) << "split " << bytes;
+      ASSERT_EQ(va, vb) << "split " << bytes;
+
+      // V starting inside the U range, and the output starting inside the
+      // input.
+      const int q = count;
+      std::vector<uint8_t> pa(3 * padded + 64, kCanary), pb = pa;
+      SplitVUPlane_C(vu.data(), pa.data(), pa.data() + q, bytes);
+      movers[m].split(vu.data(), pb.data(), pb.data() + q, bytes);
+      ASSERT_EQ(pa, pb) << "split, planes overlap " << count;
+      std::vector<uint8_t> ia = RandomBytes(4 * padded + 64, ++seed), ib = ia;
+      SplitVUPlane_C(ia.data(), ia.data() + 5, ia.data() + 5 + 8 * blocks,
+                     bytes);
+      movers[m].split(ib.data(), ib.data() + 5, ib.data() + 5 + 8 * blocks,
+                      bytes);
+      ASSERT_EQ(ia, ib) << "split in place " << count;
+      ia = RandomBytes(4 * padded + 64, ++seed);
+      ib = ia;
+      MergeVUPlane_C(ia.data() + 3, ia.data() + 3 + padded, ia.data(), count);
+      movers[m].merge(ib.data() + 3, ib.data() + 3 + padded, ib.data(),
+                      count);
+      ASSERT_EQ(ia, ib) << "merge in place " << count;
+    }
+  }
 }
 
 TEST(ConvertKernels, OverlappingPlanesFollowBlockOrder) {

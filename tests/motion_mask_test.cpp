@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "api/vd_alloc.h"
+#include "api/vd_cpu.h"
 #include "temporal/motion_mask.h"
 #include "temporal/motion_mask_internal.h"
 #include "tests/test_util.h"
@@ -698,6 +699,63 @@ TEST(VectorKernels, NeonHandlesUnalignedPlanesAndInPlaceOutput) {
   CalDiffAbs_NEON(a.data() + 1, b.data() + 2, d2.data(), s2.data(), w, h, 0);
   EXPECT_EQ(d1, d2);
   EXPECT_EQ(s1, s2);
+}
+#endif
+
+#if defined(VD_X86_SIMD)
+// The x86 twins of the frame-path kernels against the scalar references:
+// many sizes (widths around the 16- and 32-pixel blocks, odd heights),
+// thresholds at both ends, unaligned planes and in-place output.
+TEST(VectorKernels, X86TwinsEqualScalarReference) {
+  using SadFn = void (*)(unsigned char*, unsigned char*, unsigned char*, int,
+                         int, unsigned char);
+  using DiffFn = void (*)(unsigned char*, unsigned char*, unsigned char*,
+                          unsigned char*, int, int, int);
+  struct Twin {
+    const char* name;
+    SadFn sad;
+    DiffFn diff;
+  };
+  std::vector<Twin> twins = {{"SSE2", CalSAD_threshhold_SSE2, CalDiffAbs_SSE2}};
+  if (VdCpuSimdLevel() >= kVdSimdAvx2) {
+    twins.push_back({"AVX2", CalSAD_threshhold_AVX2, CalDiffAbs_AVX2});
+  }
+  std::vector<Size> sizes = RandomSizes();
+  for (int w = 1; w <= 200; ++w) sizes.push_back({w, 1 + w % 7});
+  uint32_t x = 99;
+  for (int i = 0; i < 100; ++i) {
+    x = x * 1664525u + 1013904223u;
+    sizes.push_back({1 + static_cast<int>((x >> 8) % 2000), 1 + static_cast<int>((x >> 24) % 9)});
+  }
+  sizes.push_back({1920, 362});
+  sizes.push_back({960, 180});
+  for (const Twin& twin : twins) {
+    SCOPED_TRACE(twin.name);
+    uint32_t seed = 800;
+    for (const Size& s : sizes) {
+      const size_t n = static_cast<size_t>(s.w) * s.h;
+      SCOPED_TRACE(std::to_string(s.w) + "x" + std::to_string(s.h));
+      Bytes a = vdtest::RandomBytes(n + 1, seed++), b = vdtest::RandomBytes(n + 2, seed++);
+      for (size_t i = 1; i < n; i += 3) b[i + 1] = static_cast<uint8_t>(a[i] + (b[i] % 41) - 20);
+      const Bytes init = vdtest::RandomBytes(n, seed++);
+      for (uint8_t t : {uint8_t(0), uint8_t(4), uint8_t(seed % 20), uint8_t(254), uint8_t(255)}) {
+        Bytes c1 = init, c2 = init;
+        CalSAD_threshhold_C(a.data() + 1, b.data() + 2, c1.data(), s.w, s.h, t);
+        twin.sad(a.data() + 1, b.data() + 2, c2.data(), s.w, s.h, t);
+        ASSERT_EQ(c1, c2) << "CalSAD_threshhold_neon " << int(t);
+      }
+      Bytes c1 = init, c2 = init, s1 = init, s2 = init;
+      CalDiffAbs_C(a.data() + 1, b.data() + 2, c1.data(), s1.data(), s.w, s.h, 0);
+      twin.diff(a.data() + 1, b.data() + 2, c2.data(), s2.data(), s.w, s.h, 0);
+      ASSERT_EQ(c1, c2) << "CalDiffAbs_neon diff";
+      ASSERT_EQ(s1, s2) << "CalDiffAbs_neon sign";
+      // In place: the output replaces the first plane.
+      Bytes in1(a.begin(), a.begin() + n), in2 = in1;
+      CalSAD_threshhold_C(in1.data(), b.data(), in1.data(), s.w, s.h, 9);
+      twin.sad(in2.data(), b.data(), in2.data(), s.w, s.h, 9);
+      ASSERT_EQ(in1, in2) << "in place";
+    }
+  }
 }
 #endif
 

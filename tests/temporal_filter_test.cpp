@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "api/vd_cpu.h"
 #include "temporal/temporal_filter.h"
 #include "temporal/temporal_filter_internal.h"
 #include "tests/test_util.h"
@@ -408,6 +409,45 @@ TEST(TemporalVectorKernels, NeonEqualsScalarReference) {
   TemporalFilterLuma_C(src.data(), ref.data(), mask.data(), a.data(), 256, 512);
   TemporalFilterLuma_NEON(src.data(), ref.data(), mask.data(), b.data(), 256, 512);
   EXPECT_EQ(a, b);
+}
+#endif
+
+#if defined(VD_X86_SIMD)
+// The x86 twins of TemporalFilterS against the scalar reference, over many
+// sizes, unaligned planes and every source/reference pair.
+TEST(TemporalVectorKernels, X86TwinsEqualScalarReference) {
+  using Fn = void (*)(unsigned char*, unsigned char*, unsigned char*, unsigned char*, int, int);
+  std::vector<std::pair<const char*, Fn>> twins = {{"SSE2", TemporalFilterS_SSE2}};
+  if (VdCpuSimdLevel() >= kVdSimdAvx2) twins.push_back({"AVX2", TemporalFilterS_AVX2});
+  std::vector<Size> sizes = RandomSizes();
+  for (int w = 1; w <= 100; ++w) sizes.push_back({w, 1 + w % 5});
+  sizes.push_back({1920, 361});
+  sizes.push_back({960, 181});
+  for (const auto& twin : twins) {
+    SCOPED_TRACE(twin.first);
+    uint32_t seed = 1900;
+    for (const Size& s : sizes) {
+      SCOPED_TRACE(std::to_string(s.w) + "x" + std::to_string(s.h));
+      const size_t n = static_cast<size_t>(s.w) * s.h;
+      Bytes src = vdtest::RandomBytes(n + 1, seed++), ref = vdtest::RandomBytes(n + 2, seed++);
+      Bytes mask = vdtest::RandomBytes(n, seed++);
+      for (size_t i = 0; i < n; i += 2) mask[i] = static_cast<uint8_t>(127 + (mask[i] & 1));
+      const Bytes init = vdtest::RandomBytes(n, seed++);
+      Bytes a = init, b = init;
+      TemporalFilterS_C(src.data() + 1, ref.data() + 2, mask.data(), a.data(), s.w, s.h);
+      twin.second(src.data() + 1, ref.data() + 2, mask.data(), b.data(), s.w, s.h);
+      ASSERT_EQ(a, b);
+    }
+    Bytes src(65536 * 2), ref(65536 * 2), mask(65536 * 2), a(65536 * 2), b(65536 * 2);
+    for (int i = 0; i < 65536 * 2; ++i) {
+      src[i] = static_cast<uint8_t>(i);
+      ref[i] = static_cast<uint8_t>(i >> 8);
+      mask[i] = i < 65536 ? static_cast<uint8_t>(i % 128) : static_cast<uint8_t>(128 + i % 128);
+    }
+    TemporalFilterS_C(src.data(), ref.data(), mask.data(), a.data(), 256, 512);
+    twin.second(src.data(), ref.data(), mask.data(), b.data(), 256, 512);
+    EXPECT_EQ(a, b);
+  }
 }
 #endif
 

@@ -1,0 +1,82 @@
+// AVX2 twins of the chroma movers; compiled with -mavx2 and run only on
+// processors that have it.
+#include "image/convert_internal.h"
+
+#if defined(__x86_64__) || defined(_M_X64)
+
+#include <immintrin.h>
+
+namespace {
+
+inline __m256i Load32(const uint8_t* p) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+}
+inline void Store32(uint8_t* p, __m256i v) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
+}
+
+}  // namespace
+
+void MergeVUPlane_AVX2(const uint8_t* u, const uint8_t* v, uint8_t* vu,
+                       int count) {
+  if (count <= 0) return;
+  const size_t blocks = (static_cast<size_t>(count) + 7) / 8;
+  size_t b = 0;
+  // Four blocks per step when the output overlaps neither input.
+  if (VdRangesDisjoint(vu, 16 * blocks, u, 8 * blocks) &&
+      VdRangesDisjoint(vu, 16 * blocks, v, 8 * blocks)) {
+    for (; b + 4 <= blocks; b += 4) {
+      const __m256i vs = Load32(v + 8 * b);
+      const __m256i us = Load32(u + 8 * b);
+      // In-lane interleaves hold pairs 0-7 | 16-23 and 8-15 | 24-31.
+      const __m256i lo = _mm256_unpacklo_epi8(vs, us);
+      const __m256i hi = _mm256_unpackhi_epi8(vs, us);
+      Store32(vu + 16 * b, _mm256_permute2x128_si256(lo, hi, 0x20));
+      Store32(vu + 16 * b + 32, _mm256_permute2x128_si256(lo, hi, 0x31));
+    }
+  }
+  for (; b < blocks; ++b) {
+    const __m128i vs =
+        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(v + 8 * b));
+    const __m128i us =
+        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(u + 8 * b));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(vu + 16 * b),
+                     _mm_unpacklo_epi8(vs, us));
+  }
+}
+
+void SplitVUPlane_AVX2(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes) {
+  if (bytes <= 0) return;
+  const size_t blocks = ((static_cast<unsigned>(bytes) - 1u) >> 4) + 1u;
+  size_t b = 0;
+  if (VdRangesDisjoint(vu, 16 * blocks, u, 8 * blocks) &&
+      VdRangesDisjoint(vu, 16 * blocks, v, 8 * blocks) &&
+      VdRangesDisjoint(u, 8 * blocks, v, 8 * blocks)) {
+    const __m256i low = _mm256_set1_epi16(0x00ff);
+    for (; b + 4 <= blocks; b += 4) {
+      const __m256i x0 = Load32(vu + 16 * b);
+      const __m256i x1 = Load32(vu + 16 * b + 32);
+      // In-lane packs give samples 0-7, 16-23, 8-15, 24-31 in 64-bit
+      // groups; the permute restores their order.
+      const __m256i vs = _mm256_packus_epi16(_mm256_and_si256(x0, low),
+                                             _mm256_and_si256(x1, low));
+      const __m256i us = _mm256_packus_epi16(_mm256_srli_epi16(x0, 8),
+                                             _mm256_srli_epi16(x1, 8));
+      Store32(u + 8 * b, _mm256_permute4x64_epi64(us, 0xd8));
+      Store32(v + 8 * b, _mm256_permute4x64_epi64(vs, 0xd8));
+    }
+  }
+  // Block by block, U stored before V.
+  for (; b < blocks; ++b) {
+    const __m128i x =
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(vu + 16 * b));
+    const __m128i ve = _mm_and_si128(x, _mm_set1_epi16(0x00ff));
+    const __m128i uo = _mm_srli_epi16(x, 8);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(u + 8 * b),
+                     _mm_packus_epi16(uo, uo));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(v + 8 * b),
+                     _mm_packus_epi16(ve, ve));
+  }
+}
+
+#endif  // x86-64

@@ -2,6 +2,7 @@
 // (scalar references and dispatch), and the division-by-nine table.
 #include <string.h>
 
+#include "api/vd_cpu.h"
 #include "spatial/fuzzy_filter.h"
 #include "spatial/fuzzy_filter_internal.h"
 
@@ -118,16 +119,28 @@ int FuzzyFilter_2(unsigned char* cur, unsigned char* diff, unsigned char* sign,
                   unsigned char* out, unsigned char* ref, int width,
                   int height, int level) {
   (void)ref;  // diff and sign already say where the reference lies
-  return FuzzyFilter_2_C(cur, diff, sign, out, width, height, level);
+  // The scalar reference, upgraded to the best twin the processor level
+  // allows (api/vd_cpu.h). NEON has no form of the 66 KB lookup.
+  auto blend = FuzzyFilter_2_C;
+#if defined(VD_X86_SIMD)
+  const int simd = VdSimdLevel();
+  if (simd >= kVdSimdSse2) blend = FuzzyFilter_2_SSE2;
+  if (simd >= kVdSimdAvx2) blend = FuzzyFilter_2_AVX2;
+#endif
+  return blend(cur, diff, sign, out, width, height, level);
 }
 
 void FuzzyFilter_UV(unsigned char* src, unsigned char* dst, int width,
                     int height, int iEdge) {
+  auto filter = FuzzyFilter_UV_C;
 #if defined(__ARM_NEON)
-  FuzzyFilter_UV_NEON(src, dst, width, height, iEdge);
-#else
-  FuzzyFilter_UV_C(src, dst, width, height, iEdge);
+  if (VdSimdLevel() == kVdSimdNeon) filter = FuzzyFilter_UV_NEON;
+#elif defined(VD_X86_SIMD)
+  const int level = VdSimdLevel();
+  if (level >= kVdSimdSse2) filter = FuzzyFilter_UV_SSE2;
+  if (level >= kVdSimdAvx2) filter = FuzzyFilter_UV_AVX2;
 #endif
+  filter(src, dst, width, height, iEdge);
 }
 
 void FuzzyFilter(unsigned char* guide, unsigned char* src,
@@ -137,11 +150,11 @@ void FuzzyFilter(unsigned char* guide, unsigned char* src,
   (void)unused1;
   (void)unused2;
   (void)unused3;
+  auto filter = FuzzyFilter_C;
 #if defined(__ARM_NEON)
-  FuzzyFilter_NEON(guide, src, dst, width, height, iEdge, guideSel);
-#else
-  FuzzyFilter_C(guide, src, dst, width, height, iEdge, guideSel);
+  if (VdSimdLevel() == kVdSimdNeon) filter = FuzzyFilter_NEON;
 #endif
+  filter(guide, src, dst, width, height, iEdge, guideSel);
 }
 
 void InitBoxFilterSum(unsigned char* table) {

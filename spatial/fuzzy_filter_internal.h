@@ -92,4 +92,30 @@ void FuzzyFilter_NEON(const unsigned char* guide, const unsigned char* src,
                       int guideSel);
 #endif
 
+#if defined(__x86_64__) || defined(_M_X64)
+// x86-64 twins (AVX2 only where the processor has it); same bytes as the
+// references. FuzzyFilter_UV keeps the column rule of the reference: the
+// last eight inner columns carry the seed-64 result.
+void FuzzyFilter_UV_SSE2(const unsigned char* src, unsigned char* dst,
+                         int width, int height, int iEdge);
+void FuzzyFilter_UV_AVX2(const unsigned char* src, unsigned char* dst,
+                         int width, int height, int iEdge);
+// The table blend with the indices formed in vector registers (SSE2) or
+// with the lookups done by vector gathers (AVX2).
+int FuzzyFilter_2_SSE2(const unsigned char* cur, const unsigned char* diff,
+                       const unsigned char* sign, unsigned char* out,
+                       int width, int height, int level);
+int FuzzyFilter_2_AVX2(const unsigned char* cur, const unsigned char* diff,
+                       const unsigned char* sign, unsigned char* out,
+                       int width, int height, int level);
+
+// The largest weight sum W of the range-weighted mean: seed 64 plus nine
+// taps of weight 64.
+constexpr int kFuzzyMaxWeightSum = 64 + 9 * 64;
+// VdRecipRefined(W) for every W = 0 .. kFuzzyMaxWeightSum, built once on
+// first use (thread-safe). W is a small integer, so a lookup replaces the
+// emulated estimate and both refinement steps with the very same floats.
+const float* VdFuzzyRecipTable();
+#endif
+
 #endif  // VD_SPATIAL_FUZZY_FILTER_INTERNAL_H_

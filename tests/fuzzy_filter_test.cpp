@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "api/vd_cpu.h"
 #include "spatial/fuzzy_filter.h"
 #include "spatial/fuzzy_filter_internal.h"
 #include "tests/test_util.h"
@@ -300,6 +301,126 @@ TEST(FuzzyFilterUVTest, VectorMatchesScalar) {
     ++seed;
   }
 }
+
+#if defined(VD_X86_SIMD)
+// ---- x86 twins -------------------------------------------------------------
+
+using UVFn = void (*)(const unsigned char*, unsigned char*, int, int, int);
+using BlendFn = int (*)(const unsigned char*, const unsigned char*,
+                        const unsigned char*, unsigned char*, int, int, int);
+
+struct X86Twins {
+  const char* name;
+  UVFn uv;
+  BlendFn blend;
+};
+
+std::vector<X86Twins> AllX86Twins() {
+  std::vector<X86Twins> twins = {
+      {"SSE2", FuzzyFilter_UV_SSE2, FuzzyFilter_2_SSE2}};
+  if (VdCpuSimdLevel() >= kVdSimdAvx2) {
+    twins.push_back({"AVX2", FuzzyFilter_UV_AVX2, FuzzyFilter_2_AVX2});
+  }
+  return twins;
+}
+
+TEST(FuzzyX86Test, ReciprocalTableIsTheRefinedEstimate) {
+  const float* table = VdFuzzyRecipTable();
+  for (int w = 0; w <= kFuzzyMaxWeightSum; ++w) {
+    const float want = VdRecipRefined(static_cast<float>(w));
+    ASSERT_EQ(0, memcmp(&want, &table[w], sizeof(float))) << w;
+  }
+}
+
+// The range-weighted filter at every width up to 300 and at random sizes;
+// low-contrast planes now and then so that many taps carry weight and the
+// weight sums spread over their whole range.
+TEST(FuzzyX86Test, UVTwinsMatchScalar) {
+  for (const X86Twins& twin : AllX86Twins()) {
+    SCOPED_TRACE(twin.name);
+    uint32_t seed = 500;
+    auto check = [&](int width, int height, int iEdge) {
+      const size_t n = static_cast<size_t>(width) * height;
+      GuardedBuffer src(n);
+      vdtest::FillRandom(src.data(), n, seed);
+      const int spread = seed % 3 == 0 ? 255 : (seed % 3 == 1 ? 9 : 3);
+      for (size_t i = 0; i < n; ++i) {
+        src.data()[i] = static_cast<uint8_t>(seed % 3 == 0 ? src.data()[i]
+                                              : 120 + src.data()[i] % spread);
+      }
+      std::vector<uint8_t> a = RandomBytes(n, seed + 1), b = a;
+      FuzzyFilter_UV_C(src.data(), a.data(), width, height, iEdge);
+      twin.uv(src.data(), b.data(), width, height, iEdge);
+      ASSERT_EQ(a, b) << width << "x" << height << " edge " << iEdge
+                      << " seed " << seed;
+      ++seed;
+    };
+    for (int width = 3; width <= 300; ++width) {
+      check(width, 1 + width % 6, width & 3);
+    }
+    std::vector<uint8_t> dims = RandomBytes(400, 78);
+    for (size_t i = 0; i < dims.size(); i += 2) {
+      check(3 + dims[i] * 3, 1 + dims[i + 1] % 40, dims[i + 1] & 3);
+    }
+    // The frame path's chroma work planes.
+    check(240, 94, 1);
+    check(120, 47, 1);
+    check(240, 92, 1);
+  }
+}
+
+// The table blend over every level, all difference columns and both
+// directions, at counts around the 16- and 32-pixel steps; in place too.
+TEST(FuzzyX86Test, BlendTwinsMatchScalar) {
+  for (const X86Twins& twin : AllX86Twins()) {
+    SCOPED_TRACE(twin.name);
+    uint32_t seed = 900;
+    for (int count = 1; count <= 400; count += (count < 100 ? 1 : 13)) {
+      for (int level = 0; level < 4; ++level) {
+        GuardedBuffer cur(count), diff(count), sign(count);
+        vdtest::FillRandom(cur.data(), count, seed++);
+        vdtest::FillRandom(diff.data(), count, seed++);
+        vdtest::FillRandom(sign.data(), count, seed++);
+        for (int i = 0; i < count; ++i) {
+          diff.data()[i] %= 33;
+          sign.data()[i] &= 1;
+        }
+        // The corners of the table: values 0 and 255, columns 0 and 32.
+        if (count > 4) {
+          cur.data()[0] = 255;
+          diff.data()[0] = 32;
+          sign.data()[0] = 1;
+          cur.data()[1] = 0;
+          diff.data()[1] = 0;
+          sign.data()[1] = 0;
+        }
+        std::vector<uint8_t> a = RandomBytes(count, seed++), b = a;
+        EXPECT_EQ(0, FuzzyFilter_2_C(cur.data(), diff.data(), sign.data(),
+                                     a.data(), count, 1, level));
+        EXPECT_EQ(0, twin.blend(cur.data(), diff.data(), sign.data(),
+                                b.data(), 1, count, level));
+        ASSERT_EQ(a, b) << count << " level " << level;
+        std::vector<uint8_t> inPlace(cur.data(), cur.data() + count);
+        twin.blend(inPlace.data(), diff.data(), sign.data(), inPlace.data(),
+                   count, 1, level);
+        for (int i = 0; i < count - count % 4; ++i) ASSERT_EQ(a[i], inPlace[i]);
+      }
+    }
+    // A whole 1080p stripe.
+    const int w = 1920, h = 360, n = w * h;
+    std::vector<uint8_t> cur = RandomBytes(n, 1), diff = RandomBytes(n, 2),
+                         sign = RandomBytes(n, 3);
+    for (int i = 0; i < n; ++i) {
+      diff[i] %= 17;
+      sign[i] &= 1;
+    }
+    std::vector<uint8_t> a(n), b(n);
+    FuzzyFilter_2_C(cur.data(), diff.data(), sign.data(), a.data(), w, h, 2);
+    twin.blend(cur.data(), diff.data(), sign.data(), b.data(), w, h, 2);
+    EXPECT_EQ(a, b);
+  }
+}
+#endif
 
 // ---- FuzzyFilter -----------------------------------------------------------
 

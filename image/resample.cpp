@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "api/vd_cpu.h"
 #include "image/resample_internal.h"
 
 namespace {
@@ -223,43 +224,56 @@ void UpScaleNewX16_C(const uint8_t* src, int height, int width,
 }
 
 // ---------------------------------------------------------------------------
-// Exported scalers: the NEON twin where the build has NEON.
+// Exported scalers: the scalar reference, upgraded to the best twin the
+// processor level allows (api/vd_cpu.h).
+
+#if defined(__ARM_NEON)
+#define VD_PICK(fn, name)                                 \
+  do {                                                    \
+    if (VdSimdLevel() == kVdSimdNeon) fn = name##_NEON;   \
+  } while (0)
+#elif defined(VD_X86_SIMD)
+#define VD_PICK(fn, name)                                 \
+  do {                                                    \
+    const int level = VdSimdLevel();                      \
+    if (level >= kVdSimdSse2) fn = name##_SSE2;           \
+    if (level >= kVdSimdAvx2) fn = name##_AVX2;           \
+  } while (0)
+#else
+#define VD_PICK(fn, name) \
+  do {                    \
+  } while (0)
+#endif
 
 extern "C" int DownScaleNewX16(unsigned char* src, int height, int width,
                                unsigned char* dst) {
-#if defined(__ARM_NEON)
-  return DownScaleNewX16_NEON(src, height, width, dst);
-#else
-  return DownScaleNewX16_C(src, height, width, dst);
-#endif
+  auto scale = DownScaleNewX16_C;
+  VD_PICK(scale, DownScaleNewX16);
+  return scale(src, height, width, dst);
 }
 
 extern "C" void DownScale(unsigned char* src, int height, int width,
                           int srcStride, unsigned char* dst) {
-#if defined(__ARM_NEON)
-  DownScale_NEON(src, height, width, srcStride, dst);
-#else
-  DownScale_C(src, height, width, srcStride, dst);
-#endif
+  auto scale = DownScale_C;
+  VD_PICK(scale, DownScale);
+  scale(src, height, width, srcStride, dst);
 }
 
 extern "C" void UpScaleX64(unsigned char* src, int height, int width,
                            int unused, unsigned char* dst) {
-#if defined(__ARM_NEON)
-  UpScaleX64_NEON(src, height, width, unused, dst);
-#else
-  UpScaleX64_C(src, height, width, unused, dst);
-#endif
+  auto scale = UpScaleX64_C;
+  VD_PICK(scale, UpScaleX64);
+  scale(src, height, width, unused, dst);
 }
 
 extern "C" void UpScaleNewX16(unsigned char* src, int height, int width,
                               unsigned char* dst) {
-#if defined(__ARM_NEON)
-  UpScaleNewX16_NEON(src, height, width, dst);
-#else
-  UpScaleNewX16_C(src, height, width, dst);
-#endif
+  auto scale = UpScaleNewX16_C;
+  VD_PICK(scale, UpScaleNewX16);
+  scale(src, height, width, dst);
 }
+
+#undef VD_PICK
 
 // Pixel-centred 2x bilinear (see UpScaleTaps), (sum + 128) >> 8 with the
 // product of the two directions' weights.

@@ -35,4 +35,25 @@ void UpScaleNewX16_NEON(const uint8_t* src, int height, int width,
                         uint8_t* dst);
 #endif
 
+#if defined(__x86_64__) || defined(_M_X64)
+// x86-64 twins (AVX2 only where the processor has it), with the sample
+// placement, border rules and stepping of the NEON twins.
+int DownScaleNewX16_SSE2(const uint8_t* src, int height, int width,
+                         uint8_t* dst);
+void DownScale_SSE2(const uint8_t* src, int height, int width, int srcStride,
+                    uint8_t* dst);
+void UpScaleX64_SSE2(const uint8_t* src, int height, int width, int unused,
+                     uint8_t* dst);
+void UpScaleNewX16_SSE2(const uint8_t* src, int height, int width,
+                        uint8_t* dst);
+int DownScaleNewX16_AVX2(const uint8_t* src, int height, int width,
+                         uint8_t* dst);
+void DownScale_AVX2(const uint8_t* src, int height, int width, int srcStride,
+                    uint8_t* dst);
+void UpScaleX64_AVX2(const uint8_t* src, int height, int width, int unused,
+                     uint8_t* dst);
+void UpScaleNewX16_AVX2(const uint8_t* src, int height, int width,
+                        uint8_t* dst);
+#endif
+
 #endif  // VD_IMAGE_RESAMPLE_INTERNAL_H_

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "api/vd_cpu.h"
 #include "image/resample.h"
 #include "image/resample_internal.h"
 #include "tests/test_util.h"
@@ -413,7 +414,7 @@ TEST(DownScalers, ExportedStayInBoundsAndMatchReference) {
 // ---------------------------------------------------------------------------
 // Scalar references against their NEON twins over random sizes and inputs.
 
-#if defined(__ARM_NEON)
+#if defined(__ARM_NEON) || defined(VD_X86_SIMD)
 uint32_t NextRandom(uint32_t* state) {
   *state ^= *state << 13;
   *state ^= *state >> 17;
@@ -494,5 +495,97 @@ TEST(ResampleTwins, ExtremeInputsAgree) {
   }
 #endif
 }
+
+#if defined(VD_X86_SIMD)
+// The x86 twins against the scalar references: every small size, random
+// sizes up to and past the chroma work planes, alternating extremes, and
+// outputs that end flush against a guard page.
+struct X86Scalers {
+  const char* name;
+  int (*down4)(const uint8_t*, int, int, uint8_t*);
+  void (*down2)(const uint8_t*, int, int, int, uint8_t*);
+  void (*up8)(const uint8_t*, int, int, int, uint8_t*);
+  void (*up4)(const uint8_t*, int, int, uint8_t*);
+};
+
+std::vector<X86Scalers> AllX86Scalers() {
+  std::vector<X86Scalers> twins = {{"SSE2", DownScaleNewX16_SSE2, DownScale_SSE2,
+                                    UpScaleX64_SSE2, UpScaleNewX16_SSE2}};
+  if (VdCpuSimdLevel() >= kVdSimdAvx2) {
+    twins.push_back({"AVX2", DownScaleNewX16_AVX2, DownScale_AVX2, UpScaleX64_AVX2,
+                     UpScaleNewX16_AVX2});
+  }
+  return twins;
+}
+
+void ExpectX86ScalersAgree(const X86Scalers& t, int w, int h, int stride,
+                           const Plane& src) {
+  {
+    const size_t out = static_cast<size_t>(h / 4) * (w / 4);
+    vdtest::GuardedBuffer b(out + 1);
+    Plane a(out + 1, kCanary);
+    std::memset(b.data(), kCanary, out + 1);
+    ASSERT_EQ(DownScaleNewX16_C(src.data(), h, w, a.data()),
+              t.down4(src.data(), h, w, b.data()));
+    ASSERT_EQ(a, Plane(b.data(), b.data() + out + 1)) << "DownScaleNewX16 " << w << "x" << h;
+  }
+  {
+    const size_t out = static_cast<size_t>(stride / 2) * (h / 2 + 1) + 16;
+    Plane a(out, kCanary), b(out, kCanary);
+    DownScale_C(src.data(), h, w, stride, a.data());
+    t.down2(src.data(), h, w, stride, b.data());
+    ASSERT_EQ(a, b) << "DownScale " << w << "x" << h << " stride " << stride;
+  }
+  if (h >= 1 && h <= 40) {
+    const size_t out = static_cast<size_t>(64) * w * h;
+    vdtest::GuardedBuffer b(out);
+    Plane a(out, kCanary);
+    std::memset(b.data(), kCanary, out);
+    UpScaleX64_C(src.data(), h, w, 0, a.data());
+    t.up8(src.data(), h, w, 0, b.data());
+    ASSERT_EQ(a, Plane(b.data(), b.data() + out)) << "UpScaleX64 " << w << "x" << h;
+  }
+  if (h >= 1) {
+    const size_t out = static_cast<size_t>(16) * w * h;
+    vdtest::GuardedBuffer b(out);
+    Plane a(out, kCanary);
+    std::memset(b.data(), kCanary, out);
+    UpScaleNewX16_C(src.data(), h, w, a.data());
+    t.up4(src.data(), h, w, b.data());
+    ASSERT_EQ(a, Plane(b.data(), b.data() + out)) << "UpScaleNewX16 " << w << "x" << h;
+  }
+}
+
+TEST(ResampleTwins, X86TwinsAgreeWithScalar) {
+  for (const X86Scalers& t : AllX86Scalers()) {
+    SCOPED_TRACE(t.name);
+    uint32_t state = 0x2468ace1u;
+    for (int w = 1; w <= 150; ++w) {
+      const int h = 1 + w % 9;
+      ExpectX86ScalersAgree(t, w, h, w + w % 3, TestPlane(static_cast<size_t>(w + 2) * (h + 1), w));
+    }
+    for (int trial = 0; trial < 150; ++trial) {
+      const int w = 1 + NextRandom(&state) % 1000, h = NextRandom(&state) % 30;
+      const int stride = w + NextRandom(&state) % 9;
+      ExpectX86ScalersAgree(t, w, h, stride,
+                            TestPlane(static_cast<size_t>(stride) * (h + 1), NextRandom(&state)));
+    }
+    // Chroma work planes of a 1080p stripe: 960 wide at full scale, 240 and
+    // 120 at the small scales.
+    ExpectX86ScalersAgree(t, 960, 96, 960, TestPlane(960 * 97, 5));
+    ExpectX86ScalersAgree(t, 240, 24, 240, TestPlane(240 * 25, 6));
+    ExpectX86ScalersAgree(t, 120, 23, 120, TestPlane(120 * 24, 7));
+    for (int w : {2, 8, 9, 17, 33, 48, 65, 120, 240}) {
+      for (int h : {2, 4, 7}) {
+        Plane src(static_cast<size_t>(w) * h);
+        for (int y = 0; y < h; ++y) {
+          for (int x = 0; x < w; ++x) src[y * w + x] = ((x + y) & 1) ? 255 : 0;
+        }
+        ExpectX86ScalersAgree(t, w, h, w, src);
+      }
+    }
+  }
+}
+#endif
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include "parallel/stripe.h"
 
 #include <atomic>
+#include <cstdlib>
+#include <cstring>
 
 #include "api/vd_log.h"
 #include "image/convert.h"
@@ -25,6 +27,8 @@ namespace {
 // (a client's own) shares the last one.
 unsigned g_generations[5];
 std::atomic<int> g_pipeline{VD_PIPELINE_FUZZY};
+// -1 until set or first read.
+std::atomic<int> g_frame_path{-1};
 
 unsigned* GenerationOf(const int* counter) {
   if (counter == &g_canFilter) return &g_generations[0];
@@ -101,6 +105,20 @@ void VdComputeFrameLayout(int height, VdFrameLayout* layout) {
 int VdGlobalPipeline(void) { return g_pipeline.load(); }
 void VdSetGlobalPipeline(int pipeline) { g_pipeline.store(pipeline); }
 
+int VdGlobalFramePath(void) {
+  int path = g_frame_path.load();
+  if (path >= 0) return path;
+  const char* env = std::getenv("VD_FRAME_PATH");
+  const int initial = env && std::strcmp(env, "stepwise") == 0
+                          ? VD_FRAME_PATH_STEPWISE
+                          : VD_FRAME_PATH_FUSED;
+  // A setter that ran meanwhile wins.
+  g_frame_path.compare_exchange_strong(path, initial);
+  return g_frame_path.load();
+}
+
+void VdSetGlobalFramePath(int path) { g_frame_path.store(path); }
+
 void VdBindGlobalStripeContext(VD_Multiple_Thread_Handle* stripe,
                                VdStripeContext* ctx) {
   ctx->stripe = stripe;
@@ -111,6 +129,7 @@ void VdBindGlobalStripeContext(VD_Multiple_Thread_Handle* stripe,
   ctx->canDilate = GlobalBarrier(&g_canDilate);
   ctx->canErose = GlobalBarrier(&g_canErose);
   ctx->pipeline = VdGlobalPipeline();
+  ctx->framePath = VdGlobalFramePath();
 }
 
 void VdRunStripe(VdStripeContext* ctx) {

@@ -39,6 +39,11 @@ void VdComputeFrameLayout(int height, VdFrameLayout* layout);
 
 enum { VD_PIPELINE_FUZZY = 0, VD_PIPELINE_TEMPORAL = 1 };
 
+// How the fuzzy pipeline walks a stripe: fused (row blocks that stay in
+// cache, the default) or step by step (one pass per stage over the whole
+// stripe, the readable definition). Both leave the same bytes everywhere.
+enum { VD_FRAME_PATH_FUSED = 0, VD_FRAME_PATH_STEPWISE = 1 };
+
 struct VdStripeContext {
   VD_Multiple_Thread_Handle* stripe;
   VdChromaBuffers chroma;
@@ -48,6 +53,7 @@ struct VdStripeContext {
   VdPhaseBarrier canDilate;
   VdPhaseBarrier canErose;
   int pipeline;
+  int framePath;
 };
 
 // Binds a stripe record to the process-wide instance's buffers, barriers and
@@ -61,5 +67,10 @@ void VdRunStripe(VdStripeContext* ctx);
 // Pipeline selected for the process-wide instance.
 int VdGlobalPipeline(void);
 void VdSetGlobalPipeline(int pipeline);
+
+// Frame path of the fuzzy pipeline. Until it is set, it is step by step when
+// the environment variable VD_FRAME_PATH is "stepwise", else fused.
+int VdGlobalFramePath(void);
+void VdSetGlobalFramePath(int path);
 
 #endif  // VD_PARALLEL_STRIPE_INTERNAL_H_

@@ -16,12 +16,6 @@
 
 namespace {
 
-int MotionThreshold(int level) {
-  if (level == 0) return 20;
-  if (level == 1) return 4;
-  return 5;
-}
-
 // Chroma rows of context that the full path gives each filtered region:
 // two rows of the small scale.
 int ChromaOverlap(int level) {
@@ -95,6 +89,23 @@ void FilterChromaByPlane(VdStripeContext* ctx, const sYuvImage_t* current,
 
 }  // namespace
 
+int VdFuzzyMotionThreshold(int level) {
+  if (level == 0) return 20;
+  if (level == 1) return 4;
+  return 5;
+}
+
+void VdFuzzyChromaSpatial(VdStripeContext* ctx, int level, int filterChroma) {
+  VD_Multiple_Thread_Handle* s = ctx->stripe;
+  Video_Denoise_Handle* h = s->hVideoDenoise;
+  if (filterChroma == 0) {
+    CopyChromaRows(h->pCurFrame, h->pSpaDenoiseFrame, s->iOffset >> 2,
+                   (s->iWidth * s->iHeight) / 4);
+  } else {
+    FilterChromaByPlane(ctx, h->pCurFrame, h->pSpaDenoiseFrame, level);
+  }
+}
+
 int VdSpatialDenoise(VdStripeContext* ctx) {
   VD_Multiple_Thread_Handle* s = ctx->stripe;
   Video_Denoise_Handle* h = s->hVideoDenoise;
@@ -137,7 +148,7 @@ int VdSpatialDenoise(VdStripeContext* ctx) {
   return 0;
 }
 
-int VdFuzzyDenoise(VdStripeContext* ctx) {
+int VdFuzzyDenoiseStepwise(VdStripeContext* ctx) {
   VD_Multiple_Thread_Handle* s = ctx->stripe;
   Video_Denoise_Handle* h = s->hVideoDenoise;
   const int level = h->iNRLevel;
@@ -160,21 +171,15 @@ int VdFuzzyDenoise(VdStripeContext* ctx) {
 
   sYuvImage_t* cur = ring[count % n];
   sYuvImage_t* prev = ring[(count - 1) % n];
-  sYuvImage_t* current = h->pCurFrame;
   int filterChroma = 0;
   GetChromaFilterFlag(level, &filterChroma);
-  const int threshold = MotionThreshold(level);
+  const int threshold = VdFuzzyMotionThreshold(level);
 
   VdStamp(ctx->times, VD_T_FUZZY_START);
   BoxFilterStripe(s, spatial);
   VdBarrierWait(&ctx->canFilter);
 
-  const int chromaOffset = offset >> 2;
-  if (filterChroma == 0) {
-    CopyChromaRows(current, spatial, chromaOffset, (width * rows) / 4);
-  } else {
-    FilterChromaByPlane(ctx, current, spatial, level);
-  }
+  VdFuzzyChromaSpatial(ctx, level, filterChroma);
   // The chroma regions cross stripe boundaries: wait until every stripe has
   // written its share before any stripe reads the spatial chroma.
   VdBarrierWait(&ctx->canFilter);
@@ -195,11 +200,16 @@ int VdFuzzyDenoise(VdStripeContext* ctx) {
                 prev->pY + offset, width, rows, level);
   // Chroma gets no temporal filtering: it passes through from the spatial
   // result.
-  CopyChromaRows(spatial, cur, chromaOffset, (width * rows) >> 2);
+  CopyChromaRows(spatial, cur, offset >> 2, (width * rows) >> 2);
   VdStamp(ctx->times, VD_T_FUZZY_DONE);
 
   ConvertI420ToNV21_YUV(cur, s->pDstImage, width, rows, offset, 1);
   return 0;
+}
+
+int VdFuzzyDenoise(VdStripeContext* ctx) {
+  return ctx->framePath == VD_FRAME_PATH_STEPWISE ? VdFuzzyDenoiseStepwise(ctx)
+                                                  : VdFuzzyDenoiseFused(ctx);
 }
 
 extern "C" int FuzzyDenoisingMul(VD_Multiple_Thread_Handle* stripe) {

@@ -1,0 +1,65 @@
+// The vdenoise command line.
+#ifndef VD_TOOLS_OPTIONS_H_
+#define VD_TOOLS_OPTIONS_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/frame_reader.h"
+
+namespace vdtool {
+
+constexpr int kDefaultType = 0;
+constexpr int kDefaultIso = 100;
+constexpr int kDefaultDemoFrames = 24;
+constexpr char kDefaultDemoDir[] = "vdenoise-demo";
+
+struct Options {
+  bool help = false;
+  bool version = false;
+  bool demo = false;
+
+  std::string input;
+  std::string output;
+  RawLayout raw;  // -s and --pix-fmt
+
+  int type = kDefaultType;
+  int iso = kDefaultIso;
+  std::string schedule;
+  std::string config;
+  int64_t max_frames = -1;  // -1: all
+  int64_t skip = 0;
+
+  std::string reference;
+  bool per_frame = false;
+
+  std::string png_dir;
+  std::vector<int64_t> png_frames;  // frame numbers of the input
+  bool png_last = false;            // also the last frame
+  bool png_frames_given = false;
+  int png_zoom = 2;
+  int png_crop_x = -1;
+  int png_crop_y = -1;
+
+  bool quiet = false;
+  bool verbose = false;
+
+  std::string demo_dir = kDefaultDemoDir;
+  bool demo_dir_given = false;
+};
+
+// Parses argv. False with a message for anything malformed or
+// contradictory (the caller adds a pointer to --help).
+bool ParseOptions(int argc, const char* const* argv, Options* options,
+                  std::string* error);
+
+// The --help text; |png| says whether this build writes PNG files.
+std::string HelpText(bool png);
+
+// The --version text.
+std::string VersionText();
+
+}  // namespace vdtool
+
+#endif  // VD_TOOLS_OPTIONS_H_

@@ -1,0 +1,286 @@
+#!/bin/bash
+# Command-level tests of vdenoise: the pipe path, raw formats, reports,
+# pictures, and the exit code and message of every error it promises.
+#
+#   cli_test.sh VDENOISE WORKDIR
+set -u
+
+VD=$(realpath "$1")
+WORK=$2
+rm -rf "$WORK"
+mkdir -p "$WORK"
+cd "$WORK" || exit 1
+
+passed=0
+failed=0
+fail() {
+  echo "FAIL: $*"
+  failed=$((failed + 1))
+}
+pass() {
+  passed=$((passed + 1))
+}
+
+# check NAME CONDITION...: runs the condition, counts the result.
+check() {
+  local name=$1
+  shift
+  if "$@"; then pass; else fail "$name"; fi
+}
+
+# run EXPECTED_CODE NAME ARGS...: runs vdenoise, keeps its stdout and
+# stderr in out.txt and err.txt, and checks the exit code.
+run() {
+  local want=$1 name=$2
+  shift 2
+  "$VD" "$@" >out.txt 2>err.txt
+  local got=$?
+  if [ "$got" -ne "$want" ]; then
+    fail "$name: exit $got, expected $want"
+    sed 's/^/    stderr: /' err.txt | head -20
+    return 1
+  fi
+  pass
+  return 0
+}
+
+has() { grep -q -- "$1" "$2"; }
+lacks() { ! grep -q -- "$1" "$2"; }
+
+# make_y4m FILE W H FRAMES [HEADER_FIELDS]: a YUV4MPEG2 clip of random
+# 4:2:0 frames.
+make_y4m() {
+  local file=$1 w=$2 h=$3 n=$4 fields=${5:-"F25:1 Ip A1:1 C420jpeg"}
+  local bytes=$((w * h + 2 * ((w + 1) / 2) * ((h + 1) / 2)))
+  {
+    printf 'YUV4MPEG2 W%d H%d %s\n' "$w" "$h" "$fields"
+    for ((i = 0; i < n; i++)); do
+      printf 'FRAME\n'
+      head -c "$bytes" /dev/urandom
+    done
+  } >"$file"
+}
+
+W=176
+H=144
+FRAME=$((W * H * 3 / 2))
+HEADER="YUV4MPEG2 W176 H144 F25:1 Ip A1:1 C420jpeg"
+make_y4m in.y4m $W $H 6
+IN_SIZE=$(stat -c %s in.y4m)
+
+# --- Success paths -------------------------------------------------------
+
+run 0 "file to file" in.y4m out.y4m
+check "output has the input's size" [ "$(stat -c %s out.y4m)" -eq "$IN_SIZE" ]
+check "header is kept" [ "$(head -n 1 out.y4m)" = "$HEADER" ]
+check "summary line" has "vdenoise: 6 frames in .* fps" err.txt
+check "summary names the output" has "-> out.y4m" err.txt
+check "library per-frame lines stay quiet" lacks "Process VideoDenoise" err.txt
+check "no progress line when stderr is not a terminal" lacks $'\r' err.txt
+check "no temporary files left" [ "$(ls -A | grep -c vdenoise-)" -eq 0 ]
+
+# The pipe: standard input to standard output, byte-identical to files.
+cat in.y4m | "$VD" - - 2>err.txt | cat >piped.y4m
+codes=("${PIPESTATUS[@]}")
+check "pipe exits 0" [ "${codes[1]}" -eq 0 ]
+check "pipe output equals file output" cmp -s piped.y4m out.y4m
+check "pipe summary on stderr" has "-> standard output" err.txt
+"$VD" - piped2.y4m <in.y4m 2>/dev/null
+check "stdin to file" cmp -s piped2.y4m out.y4m
+
+run 0 "quiet" -q in.y4m quiet.y4m
+check "--quiet prints nothing" [ ! -s err.txt ]
+check "--quiet output" cmp -s quiet.y4m out.y4m
+
+run 0 "verbose" --verbose in.y4m verbose.y4m
+check "--verbose shows the library's lines" has "Process VideoDenoise: width:176, height:144, iISO:100, eType:0!" err.txt
+check "--verbose shows timing lines" has "Fuzzy_Time: " err.txt
+
+run 0 "frames and skip" --skip 2 --frames 3 in.y4m part.y4m
+check "--skip 2 --frames 3 writes 3 frames" [ "$(stat -c %s part.y4m)" -eq $(( ${#HEADER} + 1 + 3 * (FRAME + 6) )) ]
+check "summary counts 3 frames" has "vdenoise: 3 frames" err.txt
+
+# Raw frames: the same pixels as NV21 and as I420.
+tail -c +$(( ${#HEADER} + 2 )) in.y4m | head -c $((FRAME + 6)) | tail -c $FRAME >one.i420
+cat one.i420 one.i420 >two.i420
+run 0 "raw i420" -s 176x144 --pix-fmt i420 two.i420 two_out.i420
+check "raw i420 size" [ "$(stat -c %s two_out.i420)" -eq $((2 * FRAME)) ]
+run 0 "raw yuv420p alias" -s 176x144 --pix-fmt yuv420p two.i420 alias_out.i420
+check "yuv420p is i420" cmp -s alias_out.i420 two_out.i420
+head -c $((2 * FRAME)) /dev/urandom >two.nv21
+run 0 "raw nv21" -s 176x144 --pix-fmt nv21 two.nv21 two_out.nv21
+check "raw nv21 size" [ "$(stat -c %s two_out.nv21)" -eq $((2 * FRAME)) ]
+
+# Quality report against a reference: the input against itself is
+# infinite PSNR.
+run 0 "reference" --reference in.y4m --per-frame in.y4m ref_out.y4m
+check "report header" has "quality against in.y4m over 6 frames" out.txt
+check "report names the SSIM window" has "Gaussian 11x11 window, sigma 1.5" out.txt
+check "per-frame rows" [ "$(grep -cE '^ +[0-9]+  [YUV] ' out.txt)" -eq 18 ]
+check "mean rows" [ "$(grep -cE '^ +mean  [YUV] ' out.txt)" -eq 3 ]
+check "identical input prints inf" has "mean  Y           inf" out.txt
+run 0 "reference with stdout output" --reference in.y4m in.y4m - 
+check "report goes to stderr when stdout carries video" has "quality against" err.txt
+check "stdout is only video" [ "$(head -c 9 out.txt)" = "YUV4MPEG2" ]
+make_y4m short.y4m $W $H 2
+run 0 "short reference" --reference short.y4m in.y4m short_out.y4m
+check "short reference warns" has "the reference ends after 2 frames" err.txt
+check "short reference covers 2 frames" has "over 2 frames" out.txt
+make_y4m other.y4m 96 96 1
+run 2 "reference of another size" --reference other.y4m in.y4m x.y4m
+check "size mismatch message" has "is 96x96 but the input is 176x144" err.txt
+
+# Schedule: valid file runs; the type change is the library's business.
+printf '# frame type iso\n0 0 100\n3 6 800\n' >sched.txt
+run 0 "schedule" --schedule sched.txt in.y4m sched_out.y4m
+run 0 "schedule verbose" --verbose --schedule sched.txt in.y4m sched_out.y4m
+check "schedule reaches the library" has "iISO:800, eType:6" err.txt
+check "schedule starts with its first line" has "iISO:100, eType:0" err.txt
+
+# Pictures.
+if "$VD" --help | grep -q "no PNG support"; then
+  run 1 "png without libpng" --png shots in.y4m png_out.y4m
+else
+  run 0 "png" --png shots --png-frames 1,last --reference in.y4m in.y4m png_out.y4m
+  check "picture of frame 1" [ -s shots/frame_000001.png ]
+  check "picture of the last frame" [ -s shots/frame_000005.png ]
+  check "only the chosen pictures" [ "$(ls shots | wc -l)" -eq 2 ]
+  check "picture is a PNG" [ "$(head -c 4 shots/frame_000001.png | tail -c 3)" = "PNG" ]
+fi
+
+# Help and version.
+run 0 "help" --help
+check "help documents the pipe" has "ffmpeg -i clip.mp4 -f yuv4mpegpipe - | vdenoise - - |" out.txt
+check "help names the SSIM window" has "Gaussian 11x11 window (sigma 1.5, K1 0.01, K2 0.03)" out.txt
+run 0 "version" --version
+check "version line" has "^vdenoise " out.txt
+
+# The demo, kept short: two frames per level.
+run 0 "demo" --demo --frames 2 --out demo_out -q
+check "demo table has a row per level" [ "$(grep -cE '^ +[0-3] +[0-9]+ +[0-9]+ +noisy ' out.txt)" -eq 4 ]
+check "demo table has denoised rows" [ "$(grep -c ' denoised ' out.txt)" -eq 4 ]
+check "demo clips" [ "$(ls demo_out/denoised_level*.y4m | wc -l)" -eq 4 ]
+check "demo clip size" [ "$(stat -c %s demo_out/denoised_level3.y4m)" -eq $(( $(head -n 1 demo_out/denoised_level3.y4m | wc -c) + 2 * (1920 * 1080 * 3 / 2 + 6) )) ]
+if ! "$VD" --help | grep -q "no PNG support"; then
+  check "demo pictures" [ "$(ls demo_out/level*.png | wc -l)" -eq 4 ]
+fi
+run 1 "demo takes no files" --demo in.y4m
+
+# --- Errors ---------------------------------------------------------------
+
+run 1 "no arguments"
+check "usage hint" has "Try 'vdenoise --help'" err.txt
+run 1 "unknown option" --frobnicate in.y4m x.y4m
+check "unknown option named" has "unknown option --frobnicate" err.txt
+run 1 "raw size without format" -s 176x144 in.raw x.raw
+
+run 2 "missing input" nosuch.y4m x.y4m
+check "missing input message" has "cannot open nosuch.y4m: No such file or directory" err.txt
+mkdir -p adir
+run 2 "directory input" adir x.y4m
+check "directory input message" has "it is a directory" err.txt
+: >empty.y4m
+run 2 "empty input" empty.y4m x.y4m
+check "empty input message" has "empty.y4m is empty" err.txt
+head -c 5000 /dev/urandom | tr -d 'Y' >noise.bin
+run 2 "raw without size" noise.bin x.y4m
+check "raw without size advice" has "give both the size and the layout" err.txt
+
+make_y4m interlaced.y4m $W $H 1 "F25:1 It A1:1 C420jpeg"
+run 2 "interlaced" interlaced.y4m x.y4m
+check "interlaced advice" has "ffmpeg -i in.y4m -pix_fmt yuv420p -vf yadif out.y4m" err.txt
+printf 'YUV4MPEG2 W176 H144 F25:1 Ip C422\n' >c422.y4m
+run 2 "4:2:2" c422.y4m x.y4m
+check "4:2:2 named" has "the input is 4:2:2 (C422)" err.txt
+check "4:2:2 advice" has "ffmpeg -i in.y4m -pix_fmt yuv420p out.y4m" err.txt
+printf 'YUV4MPEG2 W176 H144 F25:1 Ip C444\n' >c444.y4m
+run 2 "4:4:4" c444.y4m x.y4m
+check "4:4:4 named" has "4:4:4" err.txt
+printf 'YUV4MPEG2 W176 H144 F25:1 Ip C420p10\n' >deep.y4m
+run 2 "10-bit" deep.y4m x.y4m
+check "bit depth named" has "10-bit samples" err.txt
+printf 'YUV4MPEG2 W176 F25:1\n' >noheight.y4m
+run 2 "malformed header" noheight.y4m x.y4m
+check "malformed header named" has "no height (H) field" err.txt
+
+make_y4m odd.y4m 100 96 2
+run 3 "size the library refuses" odd.y4m x.y4m
+check "library's own words" has "Input width:100 is multiple of 16!" err.txt
+check "size hint" has "ffmpeg -i in.y4m -vf crop=96:96" err.txt
+check "no output after a refusal" [ ! -e x.y4m ]
+
+# Truncated last frame: exit 5, the whole frames are kept.
+head -c $(( ${#HEADER} + 1 + 3 * (FRAME + 6) + 1000 )) in.y4m >cut.y4m
+run 5 "truncated input" cut.y4m cut_out.y4m
+check "truncation reported" has "the last frame (frame 3) is truncated: 994 of $FRAME bytes" err.txt
+check "whole frames written" has "the 3 whole frames before it were written to cut_out.y4m" err.txt
+check "truncated output holds 3 frames" [ "$(stat -c %s cut_out.y4m)" -eq $(( ${#HEADER} + 1 + 3 * (FRAME + 6) )) ]
+check "truncated output equals the first frames" cmp -s cut_out.y4m <(head -c $(( ${#HEADER} + 1 + 3 * (FRAME + 6) )) out.y4m)
+
+# A damaged stream in the middle: error, and no output that looks complete.
+{ head -c $(( ${#HEADER} + 1 + 2 * (FRAME + 6) )) in.y4m; printf 'GARBAGE\n'; head -c $FRAME /dev/zero; } >bad.y4m
+run 2 "bad frame marker" bad.y4m bad_out.y4m
+check "bad marker named" has "frame 2: expected a \"FRAME\" marker" err.txt
+check "no output after a damaged stream" [ ! -e bad_out.y4m ]
+check "no temporary file after a damaged stream" [ "$(ls -A | grep -c vdenoise-)" -eq 0 ]
+
+# Unwritable output.
+run 4 "missing output directory" in.y4m no/such/dir/out.y4m
+check "output directory message" has "cannot create no/such/dir/out.y4m" err.txt
+run 4 "output is a directory" in.y4m adir
+if [ -e /dev/full ]; then
+  run 4 "full disk" in.y4m /dev/full
+  check "full disk message" has "no space left on the device while writing /dev/full" err.txt
+fi
+
+# Broken pipe: the reader goes away after a few bytes.
+"$VD" in.y4m - 2>err.txt | head -c 100 >/dev/null
+codes=("${PIPESTATUS[@]}")
+check "broken pipe exits 4" [ "${codes[0]}" -eq 4 ]
+check "broken pipe message" has "standard output was closed by the reader (broken pipe)" err.txt
+
+# Missing side files.
+run 2 "missing schedule" --schedule nosuch.txt in.y4m x.y4m
+check "schedule named" has "cannot open nosuch.txt" err.txt
+printf '0 0 100\n5 six 800\n' >badsched.txt
+run 2 "bad schedule" --schedule badsched.txt in.y4m x.y4m
+check "schedule line named" has "badsched.txt:2: the type \"six\"" err.txt
+run 2 "missing config" --config nosuch.cfg in.y4m x.y4m
+check "config named" has "configuration file: cannot open nosuch.cfg" err.txt
+run 2 "missing reference" --reference nosuch.y4m in.y4m x.y4m
+check "reference named" has "reference: cannot open nosuch.y4m" err.txt
+run 2 "skip everything" --skip 10 in.y4m x.y4m
+check "skip message" has "has only 6 whole frames; --skip 10 leaves none" err.txt
+check "no output after errors" [ ! -e x.y4m ]
+
+# An interrupted run removes its temporary file.
+rm -f fifo
+mkfifo fifo
+"$VD" fifo sig_out.y4m 2>/dev/null &
+pid=$!
+exec 3<>fifo  # read-write: never blocks, even if vdenoise died early
+head -c $(( ${#HEADER} + 1 + FRAME + 6 )) in.y4m >&3
+for ((i = 0; i < 50; i++)); do
+  [ "$(ls -A | grep -c '\.sig_out\.y4m\.vdenoise-')" -gt 0 ] && break
+  sleep 0.1
+done
+check "temporary file exists while running" [ "$(ls -A | grep -c '\.sig_out\.y4m\.vdenoise-')" -eq 1 ]
+kill -TERM $pid
+wait $pid
+code=$?
+exec 3>&-
+check "killed by SIGTERM" [ "$code" -eq 143 ]
+check "temporary file removed on SIGTERM" [ "$(ls -A | grep -c vdenoise-)" -eq 0 ]
+check "no output after SIGTERM" [ ! -e sig_out.y4m ]
+
+# The progress line on a terminal (when script(1) can provide one).
+if command -v script >/dev/null 2>&1; then
+  make_y4m long.y4m $W $H 40
+  script -qec "'$VD' long.y4m long_out.y4m" /dev/null >tty.txt 2>&1
+  check "progress line on a terminal" has "frame [0-9]*/40" tty.txt
+  script -qec "'$VD' -q long.y4m long_out.y4m" /dev/null >tty_quiet.txt 2>&1
+  check "--quiet silences the progress line" lacks "frame [0-9]*/40" tty_quiet.txt
+fi
+
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]

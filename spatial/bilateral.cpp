@@ -10,6 +10,7 @@
 #include <algorithm>
 
 #include "api/vd_alloc.h"
+#include "api/vd_cpu.h"
 #include "spatial/bilateral_internal.h"
 #include "spatial/recip_estimate.h"
 
@@ -139,22 +140,22 @@ extern "C" void bilateral_7x7_neon(unsigned char* src, unsigned char* dst,
                                    int width, int height, int sigmaSpatial,
                                    int sigmaRange) {
   if (sigmaSpatial <= 0 || sigmaRange <= 0) return;
+  auto filter = Bilateral7x7_C;
 #if defined(__ARM_NEON)
-  Bilateral7x7_NEON(src, dst, width, height, sigmaSpatial, sigmaRange);
-#else
-  Bilateral7x7_C(src, dst, width, height, sigmaSpatial, sigmaRange);
+  if (VdSimdLevel() == kVdSimdNeon) filter = Bilateral7x7_NEON;
 #endif
+  filter(src, dst, width, height, sigmaSpatial, sigmaRange);
 }
 
 extern "C" void bilateral_9x9_neon(unsigned char* src, unsigned char* dst,
                                    int width, int height, int sigmaSpatial,
                                    int sigmaRange) {
   if (sigmaSpatial <= 0 || sigmaRange <= 0) return;
+  auto filter = Bilateral9x9_C;
 #if defined(__ARM_NEON)
-  Bilateral9x9_NEON(src, dst, width, height, sigmaSpatial, sigmaRange);
-#else
-  Bilateral9x9_C(src, dst, width, height, sigmaSpatial, sigmaRange);
+  if (VdSimdLevel() == kVdSimdNeon) filter = Bilateral9x9_NEON;
 #endif
+  filter(src, dst, width, height, sigmaSpatial, sigmaRange);
 }
 
 extern "C" void CrossBilateralFilter(unsigned char* image, int height,

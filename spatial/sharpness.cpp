@@ -3,6 +3,7 @@
 
 #include <stddef.h>
 
+#include "api/vd_cpu.h"
 #include "spatial/box_filter_internal.h"
 #include "spatial/sharpness_internal.h"
 
@@ -22,9 +23,9 @@ void VideoDenoiseSharpness_C(const unsigned char* src, unsigned char* dst,
 
 void VideoDenoiseSharpness(unsigned char* src, unsigned char* dst, int width,
                            int height, int iEdge) {
+  auto filter = VideoDenoiseSharpness_C;
 #if defined(__ARM_NEON)
-  VideoDenoiseSharpness_NEON(src, dst, width, height, iEdge);
-#else
-  VideoDenoiseSharpness_C(src, dst, width, height, iEdge);
+  if (VdSimdLevel() == kVdSimdNeon) filter = VideoDenoiseSharpness_NEON;
 #endif
+  filter(src, dst, width, height, iEdge);
 }

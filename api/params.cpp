@@ -1,4 +1,5 @@
 // Defaults, the 16-position configuration file and the noise-level rule.
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -68,7 +69,10 @@ extern "C" int ParseCfgFile(Video_Denoise_Handle* handle, char* path) {
     const char* value = GetCfgContent(file, line);
     if (!value) continue;
     int number = std::atoi(value);
-    *CfgField(handle, position) = position == 10 ? number + 1 : number;
+    // Line 11 holds the ring count minus one. The largest int stays as it
+    // is rather than overflowing; it is clamped below like any other count.
+    if (position == 10 && number < INT_MAX) ++number;
+    *CfgField(handle, position) = number;
   }
   std::fclose(file);
   // The ring has two slots: a count outside 1..2 would index past them.

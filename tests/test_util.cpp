@@ -83,6 +83,13 @@ GuardedBuffer::GuardedBuffer(size_t n) : size_(n) {
   data_ = base_ + page + (body - n);
 }
 
+GuardedBuffer::GuardedBuffer(size_t n, Flush flush) : GuardedBuffer(n) {
+  // The data starts right after the leading guard page.
+  if (flush == kFlushStart) {
+    data_ = base_ + static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  }
+}
+
 GuardedBuffer::~GuardedBuffer() { munmap(base_, mapped_); }
 
 uint64_t Digest(const uint8_t* data, size_t n, uint64_t seed) {

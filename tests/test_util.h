@@ -38,6 +38,12 @@ class LogCapture {
 class GuardedBuffer {
  public:
   explicit GuardedBuffer(size_t n);
+  // Which end of the data lies flush against its guard page. The default
+  // constructor puts the end there; unless n is a whole number of pages the
+  // start then has slack before its guard, so a test that must catch
+  // under-runs as well uses a second buffer with kFlushStart.
+  enum Flush { kFlushEnd, kFlushStart };
+  GuardedBuffer(size_t n, Flush flush);
   ~GuardedBuffer();
   GuardedBuffer(const GuardedBuffer&) = delete;
   GuardedBuffer& operator=(const GuardedBuffer&) = delete;

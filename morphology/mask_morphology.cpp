@@ -193,13 +193,15 @@ namespace {
 typedef int (*MaskKernel)(unsigned char*, unsigned char*, int, int, int);
 
 // Runs kernel on the stripe's luma rows plus margin borrowed rows on each
-// side that has a neighbour, and likewise on both chroma planes.
+// side that has a neighbour, and likewise on both chroma planes. With
+// withoutRowsBelow the borrowed rows below are left out of the row count.
 void RunOnStripe(MaskKernel kernel, int margin, sYuvImage_t* src,
                  sYuvImage_t* dst, int width, int height, int withChroma,
-                 int offset, int edgeType) {
+                 int offset, int edgeType, bool withoutRowsBelow = false) {
   int up = 0;
   int down = 0;
   GetEdgeUpAndDown(edgeType, up, down, margin);
+  if (withoutRowsBelow) down = 0;
   const ptrdiff_t luma = offset - up * width;
   kernel(src->pY + luma, dst->pY + luma, width, up + down + height, edgeType);
   if (withChroma) {
@@ -227,5 +229,40 @@ extern "C" int DilateProcess(sYuvImage_t* src, sYuvImage_t* dst, int width,
                              int edgeType) {
   RunOnStripe(Dilate9x9, 4, src, dst, width, height, withChroma, offset,
               edgeType);
+  return 1;
+}
+
+// Dilate9x9 computes rows 4 .. rows - 1 of what it is given. Given the
+// borrowed rows below as well, it computes the next stripe's first four rows
+// too; without them it computes exactly the stripe's own rows (the pair
+// count drops by two, so the pairs it keeps are at the same places) and its
+// four-row read overrun lands on the borrowed rows.
+int VdDilateStripeOwnRows(sYuvImage_t* src, sYuvImage_t* dst, int width,
+                          int height, int withChroma, int offset,
+                          int edgeType) {
+  int up = 0;
+  int down = 0;
+  GetEdgeUpAndDown(edgeType, up, down, 4);
+  if (down > 0) {
+    // With the borrowed rows the border rule also copied the side columns of
+    // the stripe's last four rows; copy them first, as the kernel does its
+    // borders, so that computed writes landing there still win.
+    auto copySides = [](const unsigned char* s, unsigned char* d, int w) {
+      for (int r = 0; r < 4; ++r) {
+        memcpy(d + r * w, s + r * w, 4);
+        memcpy(d + r * w + w - 4, s + r * w + w - 4, 4);
+      }
+    };
+    const ptrdiff_t luma = offset + static_cast<ptrdiff_t>(height - 4) * width;
+    copySides(src->pY + luma, dst->pY + luma, width);
+    if (withChroma) {
+      const ptrdiff_t chroma =
+          (offset >> 2) + static_cast<ptrdiff_t>((height >> 1) - 4) * (width >> 1);
+      copySides(src->pU + chroma, dst->pU + chroma, width >> 1);
+      copySides(src->pV + chroma, dst->pV + chroma, width >> 1);
+    }
+  }
+  RunOnStripe(Dilate9x9, 4, src, dst, width, height, withChroma, offset,
+              edgeType, true);
   return 1;
 }

@@ -81,4 +81,15 @@ int Dilate15x15_NEON(const uint8_t* src, uint8_t* dst, int width, int rows,
                      int edgeType);
 #endif
 
+struct sYuvImage_t;
+
+// DilateProcess for the stripe pipeline: the same bytes in the stripe's own
+// rows, but Dilate9x9 is given the rows up to the stripe's end only (it still
+// reads the four borrowed rows below as its overrun), so it does not also
+// write the next stripe's first four rows while that stripe's worker writes
+// them. Returns 1.
+int VdDilateStripeOwnRows(sYuvImage_t* src, sYuvImage_t* dst, int width,
+                          int height, int withChroma, int offset,
+                          int edgeType);
+
 #endif  // VD_MORPHOLOGY_MASK_MORPHOLOGY_INTERNAL_H_

@@ -6,6 +6,7 @@
 #include "api/vd_log.h"
 #include "image/convert.h"
 #include "morphology/mask_morphology.h"
+#include "morphology/mask_morphology_internal.h"
 #include "temporal/motion_mask.h"
 #include "temporal/temporal_filter.h"
 #include "temporal/temporal_pipeline_internal.h"
@@ -37,7 +38,9 @@ int VdFrameDifference(VdStripeContext* ctx, sYuvImage_t* previous,
   if (morphology == 0) return 0;
   // A closing with a larger dilation (9x9) than erosion (5x5).
   VdBarrierWait(&ctx->canDilate);
-  DilateProcess(mask, work, width, height, withChroma, offset, edgeType);
+  // The stripes dilate side by side: each writes only its own rows.
+  VdDilateStripeOwnRows(mask, work, width, height, withChroma, offset,
+                        edgeType);
   VdStamp(ctx->times, VD_T_DIFF_DILATE);
   VdBarrierWait(&ctx->canErose);
   EroseProcess(work, mask, width, height, withChroma, offset, edgeType);

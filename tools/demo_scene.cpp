@@ -71,8 +71,8 @@ Box MakeBox(const DemoScene& s, double fx0, double fy0, double fx1, double fy1) 
 Yuv Wall(const DemoScene& s, int x, int y) {
   double t = 118 + 22.0 * (0.5 - static_cast<double>(y) / s.height) +
              26 * (ValueNoise(x, y, 96, kSceneSeed) - 0.5) +
-             16 * (ValueNoise(x, y, 12, kSceneSeed + 1) - 0.5) +
-             10 * (ValueNoise(x, y, 3, kSceneSeed + 2) - 0.5);
+             16 * (ValueNoise(x, y, 16, kSceneSeed + 1) - 0.5) +
+             8 * (ValueNoise(x, y, 8, kSceneSeed + 2) - 0.5);
   return {t, 120 + 6 * (ValueNoise(x, y, 200, kSceneSeed + 3) - 0.5) +
                  4.0 * x / s.width,
           134 + 6 * (ValueNoise(x, y, 200, kSceneSeed + 4) - 0.5)};
@@ -86,7 +86,7 @@ Yuv Floor(const DemoScene& s, int x, int y) {
   int xs = x + (row % 2) * (bw / 2);
   bool mortar = (y % bh) < std::max(bh / 10, 1) || (xs % bw) < std::max(bh / 10, 1);
   double shade = 0.75 + 0.5 * Lattice(xs / bw, row, kSceneSeed + 5);
-  double grain = 14 * (ValueNoise(x, y, 4, kSceneSeed + 6) - 0.5);
+  double grain = 12 * (ValueNoise(x, y, 8, kSceneSeed + 6) - 0.5);
   if (mortar) return {70 + grain * 0.5, 126, 130};
   return {95 * shade + grain, 112, 150};
 }
@@ -110,19 +110,19 @@ bool Chart(const DemoScene& s, int x, int y, Yuv* out) {
     *out = FromRgb(kRgb[i][0], kRgb[i][1], kRgb[i][2]);
     return true;
   }
-  // Zone plate: rings whose frequency rises to 0.35 cycles per pixel.
+  // Zone plate: rings whose frequency rises to 0.12 cycles per pixel.
   const double zr = 0.13 * s.height;
   const double zx = 0.15 * s.width, zy = 0.31 * s.height;
   double dx = x - zx, dy = y - zy, r2 = dx * dx + dy * dy;
   if (r2 < zr * zr) {
-    *out = {128 + 90 * std::cos(kPi * 0.35 * r2 / zr), 128, 128};
+    *out = {128 + 90 * std::cos(kPi * 0.12 * r2 / zr), 128, 128};
     return true;
   }
-  // Stripes of periods 3, 4, 6, 8 and 12 pixels: vertical above,
+  // Stripes of periods 10, 12, 16, 20 and 24 pixels: vertical above,
   // horizontal below.
   Box stripes = MakeBox(s, 0.30, 0.19, 0.62, 0.43);
   if (stripes.Contains(x, y)) {
-    static const int kPeriods[5] = {3, 4, 6, 8, 12};
+    static const int kPeriods[5] = {10, 12, 16, 20, 24};
     int i = (x - stripes.x0) * 5 / (stripes.x1 - stripes.x0);
     bool upper = y < (stripes.y0 + stripes.y1) / 2;
     int along = upper ? x - stripes.x0 : y - stripes.y0;
@@ -130,17 +130,17 @@ bool Chart(const DemoScene& s, int x, int y, Yuv* out) {
     *out = {dark ? 60.0 : 200.0, 128, 128};
     return true;
   }
-  // Checkerboard of 6-pixel squares.
+  // Checkerboard of 12-pixel squares.
   Box checks = MakeBox(s, 0.65, 0.19, 0.79, 0.43);
   if (checks.Contains(x, y)) {
-    bool dark = (((x - checks.x0) / 6) + ((y - checks.y0) / 6)) % 2 == 0;
+    bool dark = (((x - checks.x0) / 12) + ((y - checks.y0) / 12)) % 2 == 0;
     *out = {dark ? 70.0 : 180.0, 128, 128};
     return true;
   }
-  // Small print: lines of random 5x7 "letters" drawn with 2-pixel dots.
+  // Large print: lines of random 5x7 "letters" drawn with 4-pixel dots.
   Box print = MakeBox(s, 0.82, 0.19, 0.97, 0.43);
   if (print.Contains(x, y)) {
-    int px = (x - print.x0) / 2, py = (y - print.y0) / 2;
+    int px = (x - print.x0) / 4, py = (y - print.y0) / 4;
     int cell_x = px / 6, cell_y = py / 10;  // letter cells with spacing
     int gx = px % 6, gy = py % 10;
     bool ink = gx < 5 && gy < 7 &&
@@ -162,7 +162,7 @@ Yuv Disc(double dx, double dy, double radius, double angle) {
   // Texture that turns with the disc.
   double rx = dx * std::cos(angle) + dy * std::sin(angle);
   double ry = -dx * std::sin(angle) + dy * std::cos(angle);
-  double grain = ValueNoise(rx + 1000, ry + 1000, 5, kSceneSeed + 9) - 0.5;
+  double grain = ValueNoise(rx + 1000, ry + 1000, 10, kSceneSeed + 9) - 0.5;
   return {150 + 45 * spokes * (r > 0.3 ? 1 : 0) + 25 * rings + 20 * grain,
           95 + 10 * rings, 175 - 10 * spokes};
 }
@@ -267,9 +267,12 @@ void BuildDemoScene(int width, int height, DemoScene* s) {
       s->v[i] = ToByte(c.v);
     }
   }
-  OpticalBlur(&s->y, width, height);
-  OpticalBlur(&s->u, width, height);
-  OpticalBlur(&s->v, width, height);
+  // Twice: phone video comes out of the ISP soft at the pixel level.
+  for (int pass = 0; pass < 2; ++pass) {
+    OpticalBlur(&s->y, width, height);
+    OpticalBlur(&s->u, width, height);
+    OpticalBlur(&s->v, width, height);
+  }
   // The disc stays below half height (see DemoDiscPosition).
   s->still.x = 0;
   s->still.y = 0;
@@ -322,10 +325,10 @@ void RenderDemoFrame(const DemoScene& s, int index, uint8_t* i420) {
 
 double LumaNoiseSigma(int iso, int luma) {
   const double gain = iso / 100.0;
-  return std::sqrt(gain * (0.025 * luma + 0.6));
+  return std::sqrt(gain * (0.12 * luma + 4.0));
 }
 
-double ChromaNoiseSigma(int iso) { return 0.9 * std::sqrt(iso / 100.0); }
+double ChromaNoiseSigma(int iso) { return 2.0 * std::sqrt(iso / 100.0); }
 
 void AddSensorNoise(const uint8_t* clean, uint8_t* noisy, int width,
                     int height, int iso, uint64_t seed) {

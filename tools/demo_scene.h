@@ -8,10 +8,10 @@
 // half. Everything is computed from fixed seeds, so every run makes the
 // same pictures.
 //
-// Noise: luma noise has variance gain * (0.025 * Y + 0.6) with gain =
+// Noise: luma noise has variance gain * (0.12 * Y + 4) with gain =
 // ISO / 100 (shot noise that grows with brightness plus read noise);
 // chroma noise is spatially correlated (white noise through a 3x3 box)
-// with standard deviation 0.9 * sqrt(gain).
+// with standard deviation 2 * sqrt(gain).
 #ifndef VD_TOOLS_DEMO_SCENE_H_
 #define VD_TOOLS_DEMO_SCENE_H_
 

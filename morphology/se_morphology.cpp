@@ -121,10 +121,21 @@ extern "C" int DilateProc(sYuvImage_t* src, sYuvImage_t* dst, int width,
                       withChroma, offset);
 }
 
-extern "C" int Morphology(eVNRMorphologyType type, unsigned char* src,
-                          unsigned char* dst, int width, int height,
-                          sVNRPoint* element, unsigned char /*unused1*/,
-                          int /*unused2*/) {
+namespace {
+
+// The type as the int a C caller passed. A C client may pass any int (a type
+// above 1 behaves as dilation), but in C++ a value outside 0..1 is not a
+// valid value of the enumeration, so it is never loaded as one: its bytes
+// are read as an int instead.
+static_assert(sizeof(eVNRMorphologyType) == sizeof(int), "enum size");
+int TypeValue(const eVNRMorphologyType* type) {
+  int value;
+  memcpy(&value, type, sizeof(value));
+  return value;
+}
+
+int MorphologyPlane(int type, unsigned char* src, unsigned char* dst,
+                    int width, int height, sVNRPoint* element) {
   // The byte that may change: 255 for erosion, 0 for dilation and for any
   // other type.
   static const uint8_t kTarget[2] = {255, 0};
@@ -160,18 +171,28 @@ extern "C" int Morphology(eVNRMorphologyType type, unsigned char* src,
   return 1;
 }
 
+}  // namespace
+
+extern "C" int Morphology(eVNRMorphologyType type, unsigned char* src,
+                          unsigned char* dst, int width, int height,
+                          sVNRPoint* element, unsigned char /*unused1*/,
+                          int /*unused2*/) {
+  return MorphologyPlane(TypeValue(&type), src, dst, width, height, element);
+}
+
 extern "C" int MorphologyProc(eVNRMorphologyType type, sYuvImage_t* src,
                               sYuvImage_t* dst, int width, int height,
-                              sVNRPoint* element, unsigned char u,
-                              int withChroma, int offset, int v) {
-  Morphology(type, src->pY + offset, dst->pY + offset, width, height, element,
-             u, v);
+                              sVNRPoint* element, unsigned char /*u*/,
+                              int withChroma, int offset, int /*v*/) {
+  const int t = TypeValue(&type);
+  MorphologyPlane(t, src->pY + offset, dst->pY + offset, width, height,
+                  element);
   if (withChroma) {
     const int chroma = offset >> 2;
-    Morphology(type, src->pU + chroma, dst->pU + chroma, width >> 1,
-               height >> 1, element, u, v);
-    Morphology(type, src->pV + chroma, dst->pV + chroma, width >> 1,
-               height >> 1, element, u, v);
+    MorphologyPlane(t, src->pU + chroma, dst->pU + chroma, width >> 1,
+                    height >> 1, element);
+    MorphologyPlane(t, src->pV + chroma, dst->pV + chroma, width >> 1,
+                    height >> 1, element);
   }
   return 1;
 }
@@ -194,14 +215,14 @@ extern "C" int EroseOrDilate(eVNRMorphologyType type, unsigned char* src,
                              sVNRRectangle* /*rect*/) {
   int (*op)(unsigned char*, unsigned char*, int, int, sVNRRectangle*,
             sVNRPoint*, int*);
-  if (type == MORPH_EROSE) {
+  const int t = TypeValue(&type);
+  if (t == MORPH_EROSE) {
     op = Erose;
-  } else if (type == MORPH_DILATE) {
+  } else if (t == MORPH_DILATE) {
     op = Dilate;
   } else {
     VdLog(VD_LOG_ERROR, VD_LOG_TAG,
-          "EroseOrDilate: unknown morphology type %d, nothing done\n",
-          static_cast<int>(type));
+          "EroseOrDilate: unknown morphology type %d, nothing done\n", t);
     return 1;
   }
   // The whole plane as the rectangle; with chroma, src and dst are one-block

@@ -11,6 +11,8 @@ packages=(
   g++-arm-linux-gnueabihf        # armv7 NEON cross build
   g++-aarch64-linux-gnu          # aarch64 NEON cross build
   qemu-user                      # runs the ARM test binaries
+  clang libclang-rt-dev          # libFuzzer targets (scripts/fuzz.sh)
+  valgrind                       # memcheck run (scripts/valgrind.sh)
 )
 
 missing=()

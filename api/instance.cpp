@@ -107,7 +107,12 @@ void Reconfigure(Video_Denoise_Handle* handle, int width, int height,
   SetYUV(handle->pMotionInfo, width * height, 0, 3);
 }
 
-// Fills the three stripe records and runs one thread per stripe.
+// Whether frames run on the persistent stripe pool (opt-in) instead of three
+// threads started for each frame. Read and written on the client's thread.
+bool g_use_stripe_pool = false;
+
+// Fills the three stripe records and runs one thread per stripe: three
+// threads started and joined for this frame, or the pool's threads.
 void RunStripes(Video_Denoise_Handle* handle, sYuvImage_t* src,
                 sYuvImage_t* dst, int width, int height) {
   static const int kEdges[3] = {VD_EDGE_TOP, VD_EDGE_INTERIOR, VD_EDGE_BOTTOM};
@@ -115,6 +120,9 @@ void RunStripes(Video_Denoise_Handle* handle, sYuvImage_t* src,
   VdComputeFrameLayout(height, &layout);
   VdStripeContext contexts[3];
   pthread_t threads[3];
+  // The pool starts with the first frame that uses it; when it cannot, this
+  // frame runs on threads of its own.
+  const bool pooled = g_use_stripe_pool && VdStripePoolStart() == 0;
   for (int i = 0; i < 3; ++i) {
     VD_Multiple_Thread_Handle* stripe = &g_hVDMulThread[i];
     stripe->iIndex = i;
@@ -126,7 +134,13 @@ void RunStripes(Video_Denoise_Handle* handle, sYuvImage_t* src,
     stripe->pSrcImage = src;
     stripe->pDstImage = dst;
     VdBindGlobalStripeContext(stripe, &contexts[i]);
-    pthread_create(&threads[i], nullptr, StripeThread, &contexts[i]);
+    if (!pooled) {
+      pthread_create(&threads[i], nullptr, StripeThread, &contexts[i]);
+    }
+  }
+  if (pooled) {
+    VdStripePoolRun(contexts);
+    return;
   }
   for (int i = 0; i < 3; ++i) pthread_join(threads[i], nullptr);
 }
@@ -277,6 +291,8 @@ int DenoiseDeinit() {
     std::fclose(g_timing_stream);
     g_timing_stream = nullptr;
   }
+  // The pool's threads end with the instance (the setting stays).
+  VdStripePoolStop();
   VdFreeFrameBuffers(handle, &kGlobalChroma);
   VdFree(handle);
   g_hVideoDenoise = nullptr;
@@ -295,5 +311,17 @@ extern "C" int TARNO_VideoDenoiseSetPipeline(int pipeline) {
     return -1;
   }
   VdSetGlobalPipeline(pipeline);
+  return 0;
+}
+
+extern "C" int TARNO_VideoDenoiseSetStripePool(int enable) {
+  BusyGuard busy;
+  if (busy.Refused("TARNO_VideoDenoiseSetStripePool")) return -1;
+  if (enable != 0 && enable != 1) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG, "Unknown stripe pool mode:%d!\n", enable);
+    return -1;
+  }
+  g_use_stripe_pool = enable == 1;
+  if (!g_use_stripe_pool) VdStripePoolStop();
   return 0;
 }

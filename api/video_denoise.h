@@ -47,6 +47,14 @@ enum {
 /* Selects the pipeline; returns 0, or -1 for an unknown value. */
 VD_EXPORT int TARNO_VideoDenoiseSetPipeline(int pipeline);
 
+/* Where the three stripe threads of a frame come from: 0 (the default)
+ * starts and joins three threads in every frame call; 1 keeps three threads
+ * alive between frames (started by the next frame call, ended by
+ * TARNO_VideoDenoiseDeinit or by setting 0 again). The output is the same
+ * either way. Returns 0, or -1 for another value or when called while
+ * another TARNO_VideoDenoise call runs. */
+VD_EXPORT int TARNO_VideoDenoiseSetStripePool(int enable);
+
 VD_EXTERN_C_END
 
 #endif /* VD_API_VIDEO_DENOISE_H_ */

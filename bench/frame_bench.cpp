@@ -23,15 +23,18 @@ void NoLog(int, const char*, const char*) {}
 // keep it there.
 constexpr int kLevelPairs[4][2] = {{0, 100}, {6, 100}, {4, 400}, {6, 400}};
 
-// Frame/<level>/<path>: one frame on the full path (the warm-up frame runs
-// before timing starts). Two noisy frames alternate so that the temporal
-// stages see real differences.
+// Frame/level:L/stepwise:S/pool:P: one frame on the full path (the warm-up
+// frame runs before timing starts), fused or step by step, on threads started
+// per frame or on the persistent stripe pool. Two noisy frames alternate so
+// that the temporal stages see real differences.
 void BM_Frame(benchmark::State& state) {
   const int level = static_cast<int>(state.range(0));
   const int path = static_cast<int>(state.range(1));
+  const int pool = static_cast<int>(state.range(2));
   const int type = kLevelPairs[level][0], iso = kLevelPairs[level][1];
   TARNO_VideoDenoiseSetLogSink(NoLog);
   VdSetGlobalFramePath(path);
+  TARNO_VideoDenoiseSetStripePool(pool);
   TARNO_VideoDenoiseInit(kW, kH, nullptr);
   std::vector<uint8_t> in[2] = {vdbench::Scene(kFrame, 11),
                                 vdbench::Scene(kFrame, 12)};
@@ -49,6 +52,7 @@ void BM_Frame(benchmark::State& state) {
     benchmark::ClobberMemory();
   }
   TARNO_VideoDenoiseDeinit();
+  TARNO_VideoDenoiseSetStripePool(0);
   VdSetGlobalFramePath(VD_FRAME_PATH_FUSED);
   TARNO_VideoDenoiseSetLogSink(nullptr);
   state.SetItemsProcessed(state.iterations());
@@ -56,8 +60,9 @@ void BM_Frame(benchmark::State& state) {
 BENCHMARK(BM_Frame)
     ->Name("Frame")
     ->ArgsProduct({{0, 1, 2, 3},
-                   {VD_FRAME_PATH_FUSED, VD_FRAME_PATH_STEPWISE}})
-    ->ArgNames({"level", "stepwise"})
+                   {VD_FRAME_PATH_FUSED, VD_FRAME_PATH_STEPWISE},
+                   {0, 1}})
+    ->ArgNames({"level", "stepwise", "pool"})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 

@@ -73,4 +73,18 @@ void VdSetGlobalPipeline(int pipeline);
 int VdGlobalFramePath(void);
 void VdSetGlobalFramePath(int path);
 
+// The persistent stripe pool: three threads that live from the first frame
+// after VdStripePoolStart until VdStripePoolStop, each running one stripe of
+// every frame handed to VdStripePoolRun. The stripes meet at the same phase
+// barriers as threads started per frame.
+// Starts the threads (no-op when running); 0 on success, -1 when a thread
+// could not be created (none is left running then).
+int VdStripePoolStart(void);
+// Runs VdRunStripe on contexts[0..2], one per pool thread, and returns when
+// all three have finished. The pool must be running.
+void VdStripePoolRun(VdStripeContext* contexts);
+// Wakes the threads, lets them end and joins them (no-op when not running).
+void VdStripePoolStop(void);
+int VdStripePoolRunning(void);
+
 #endif  // VD_PARALLEL_STRIPE_INTERNAL_H_

@@ -29,11 +29,10 @@
 //  - the box filter copies the frame's first and last rows instead of
 //    filtering them: a block gets the top or bottom edge code only where it
 //    holds that row, and otherwise reads one context row on that side.
-// Other geometries, and a destination that overlaps the source (the step-by-
-// step path reads the whole input before it writes any output), take the
-// step-by-step path.
+// Other geometries take the step-by-step path. As there, the client's
+// destination is written only after the second barrier, when no stripe reads
+// the source any more: a client may pass one buffer as both.
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 
 #include "api/timing_internal.h"
@@ -54,18 +53,9 @@ int BlockRows(int width) {
   return rows < 2 ? 2 : rows;
 }
 
-bool Overlaps(const unsigned char* a, const unsigned char* b, size_t size) {
-  const uintptr_t x = reinterpret_cast<uintptr_t>(a);
-  const uintptr_t y = reinterpret_cast<uintptr_t>(b);
-  return x < y + size && y < x + size;
-}
-
 bool CanFuse(const VD_Multiple_Thread_Handle* s) {
-  if (s->iWidth <= 0 || s->iWidth % 16 != 0) return false;
-  if (s->iHeight <= 0 || s->iHeight % 2 != 0) return false;
-  const Video_Denoise_Handle* h = s->hVideoDenoise;
-  const size_t frame = static_cast<size_t>(h->iWidth) * h->iHeight * 3 / 2;
-  return !Overlaps(s->pSrcImage->pBuffer, s->pDstImage->pBuffer, frame);
+  return s->iWidth > 0 && s->iWidth % 16 == 0 && s->iHeight > 0 &&
+         s->iHeight % 2 == 0;
 }
 
 // The edge code of a block: the frame's top (bottom) border belongs to the

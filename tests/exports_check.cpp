@@ -14,7 +14,8 @@ const char* const kExported[] = {
     // Entry points, instance, parameters, buffers, timing.
     "TARNO_VideoDenoiseInit", "TARNO_VideoDenoise", "TARNO_VideoDenoiseDeinit",
     "TARNO_VideoDenoiseSetLogSink", "TARNO_VideoDenoiseSetTimingStream",
-    "TARNO_VideoDenoiseSetPipeline", "VideoSizeCheck", "g_hVideoDenoise",
+    "TARNO_VideoDenoiseSetPipeline", "TARNO_VideoDenoiseSetStripePool",
+    "VideoSizeCheck", "g_hVideoDenoise",
     "InitVideoDenoiseParams", "ParseCfgFile", "GetCfgContent", "ParseCfgParams",
     "SetVideoDenoiseParams", "AlocateFrameBuf", "FreeFrameBuf",
     "GetPrevImageList", "p_uvSpaBuff_1", "p_uvSpaBuff_2", "p_uvSpaBuff_3",

@@ -25,8 +25,10 @@ constexpr int kLevelPairs[4][2] = {{0, 100}, {6, 100}, {4, 400}, {6, 400}};
 
 // Frame/level:L/stepwise:S/pool:P: one frame on the full path (the warm-up
 // frame runs before timing starts), fused or step by step, on threads started
-// per frame or on the persistent stripe pool. Two noisy frames alternate so
-// that the temporal stages see real differences.
+// per frame or on the persistent stripe pool. The frames rotate over
+// kRotation source and destination buffers (as camera buffers do), so that
+// neither is in a cache when its frame starts; the sources differ, so the
+// temporal stages see real differences.
 void BM_Frame(benchmark::State& state) {
   const int level = static_cast<int>(state.range(0));
   const int path = static_cast<int>(state.range(1));
@@ -36,11 +38,13 @@ void BM_Frame(benchmark::State& state) {
   VdSetGlobalFramePath(path);
   TARNO_VideoDenoiseSetStripePool(pool);
   TARNO_VideoDenoiseInit(kW, kH, nullptr);
-  std::vector<uint8_t> in[2] = {vdbench::Scene(kFrame, 11),
-                                vdbench::Scene(kFrame, 12)};
-  std::vector<uint8_t> out = vdbench::Zeros(kFrame);
+  std::vector<std::vector<uint8_t>> in, out;
+  for (int i = 0; i < vdbench::kRotation; ++i) {
+    in.push_back(vdbench::Scene(kFrame, 11 + i));
+    out.push_back(vdbench::Zeros(kFrame));
+  }
   for (int i = 0; i < 4; ++i) {
-    TARNO_VideoDenoise(in[i & 1].data(), out.data(), kW, kH, type, iso);
+    TARNO_VideoDenoise(in[i].data(), out[i].data(), kW, kH, type, iso);
   }
   if (g_hVideoDenoise->iNRLevel != level ||
       g_hVideoDenoise->sPrevFrames.iFrameCount < 1) {
@@ -48,7 +52,8 @@ void BM_Frame(benchmark::State& state) {
   }
   int i = 0;
   for (auto _ : state) {
-    TARNO_VideoDenoise(in[i++ & 1].data(), out.data(), kW, kH, type, iso);
+    const int k = i++ % vdbench::kRotation;
+    TARNO_VideoDenoise(in[k].data(), out[k].data(), kW, kH, type, iso);
     benchmark::ClobberMemory();
   }
   TARNO_VideoDenoiseDeinit();

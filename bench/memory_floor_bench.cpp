@@ -4,6 +4,11 @@
 // previous luma, and writes the planar result (luma, U, V) and the NV21
 // output. The arithmetic is the least that makes every byte depend on its
 // inputs; the loops are plain so that the compiler vectorises them.
+//
+// A camera hands over a new frame every time, and its bytes are not in any
+// cache. So the frames rotate over buffer sets that together are larger
+// than the processor's last-level cache: every frame streams from and to
+// memory, as the frame benchmark's frames do.
 #include <benchmark/benchmark.h>
 
 #include <atomic>
@@ -27,9 +32,9 @@ struct FloorBuffers {
   std::vector<uint8_t> nv21 = vdbench::Zeros(kFrame);
 };
 
-FloorBuffers& Buffers() {
-  static FloorBuffers buffers;
-  return buffers;
+FloorBuffers* Buffers() {
+  static std::vector<FloorBuffers> sets(vdbench::kRotation);
+  return sets.data();
 }
 
 // Luma rows [y0, y1) and their chroma rows.
@@ -67,7 +72,7 @@ void FloorRows(FloorBuffers& b, int y0, int y1) {
 // frame through a handshake on two counters, so that no thread start is
 // timed; a waiting thread yields its core (the machine may be shared).
 void BM_MemoryFloor(benchmark::State& state) {
-  FloorBuffers& b = Buffers();
+  FloorBuffers* sets = Buffers();
   const int half = kH / 2;
   std::atomic<int> round{0}, finished{0};
   std::atomic<bool> stop{false};
@@ -80,14 +85,14 @@ void BM_MemoryFloor(benchmark::State& state) {
         std::this_thread::yield();
       }
       seen = r;
-      FloorRows(b, half, kH);
+      FloorRows(sets[r % vdbench::kRotation], half, kH);
       finished.store(r, std::memory_order_release);
     }
   });
   int r = 0;
   for (auto _ : state) {
     round.store(++r, std::memory_order_release);
-    FloorRows(b, 0, half);
+    FloorRows(sets[r % vdbench::kRotation], 0, half);
     while (finished.load(std::memory_order_acquire) != r) {
       std::this_thread::yield();
     }

@@ -5,7 +5,9 @@
 # Usage: scripts/bench.sh [options]
 #   --markdown FILE   also write the table as Markdown
 #   --chart FILE      also draw a PNG chart (gnuplot)
-#   --repetitions N   repetitions of each benchmark and clip run (default 5)
+#   --repetitions N   repetitions of each benchmark and clip run (default 9);
+#                     the benchmarks' repetitions are interleaved at random,
+#                     so that a change of load hits every benchmark alike
 #   --quick           fewer repetitions and shorter runs (a smoke run)
 #   --arm             also cross-build for armv7 and aarch64 and run the NEON
 #                     build under qemu on a few 1080p frames; its output must
@@ -24,7 +26,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 
 markdown=""
 chart=""
-reps=5
+reps=9
 quick=0
 arm=0
 install=1
@@ -44,12 +46,13 @@ while (($#)); do
     *) echo "bench.sh: unknown option $1" >&2; exit 2 ;;
   esac
 done
-min_time=0.2
+min_time=0.1
 clip_frames=120
 if ((quick)); then
   reps=2
   min_time=0.05
 fi
+clip_reps=$(( reps < 5 ? reps : 5 ))
 
 work=$(mktemp -d /tmp/vd_bench.XXXXXX)
 cleanup() { ((keep)) && echo "work directory kept: $work" || rm -rf "$work"; }
@@ -111,6 +114,7 @@ echo "machine: $cpu, $cores cores, load average $load_before"
 echo "running vd_bench ($reps repetitions, about 2 minutes)"
 "$build/bench/vd_bench" --benchmark_repetitions="$reps" \
   --benchmark_min_time="$min_time" --benchmark_report_aggregates_only=true \
+  --benchmark_enable_random_interleaving=true \
   --benchmark_out="$work/bench.json" --benchmark_out_format=json \
   > "$work/bench.txt" 2>&1 || { tail -20 "$work/bench.txt"; exit 1; }
 
@@ -140,19 +144,24 @@ if [ -f "$clip" ]; then
     "yuv420p, so ffmpeg converts in and out); the library runs its three" \
     "stripe threads on the $(nproc) cores"
   cat "$clip" > /dev/null  # into the page cache for every contender
-  for filter in hqdn3d atadenoise; do
-    for ((r = 0; r < reps; r++)); do
-      s=$(seconds ffmpeg -hide_banner -nostdin -threads 2 -filter_threads 2 \
-            -f rawvideo -pix_fmt nv21 -s 1920x1080 -i "$clip" -vf "$filter" \
-            -f rawvideo -pix_fmt nv21 -y /dev/null) ||
-        { note "ffmpeg -vf $filter failed: comparison unavailable"; break; }
-      echo "ffmpeg_$filter $s" >> "$times"
-    done
-  done
+  # One round runs every contender once, so that a change of load during the
+  # run hits them alike.
   pairs=("0 100" "6 100" "4 400" "6 400")
-  for level in 0 1 2 3; do
-    read -r type iso <<< "${pairs[$level]}"
-    for ((r = 0; r < reps; r++)); do
+  declare -A broken=()
+  for ((r = 0; r < clip_reps; r++)); do
+    for filter in hqdn3d atadenoise; do
+      [ -n "${broken[$filter]:-}" ] && continue
+      if s=$(seconds ffmpeg -hide_banner -nostdin -threads 2 -filter_threads 2 \
+               -f rawvideo -pix_fmt nv21 -s 1920x1080 -i "$clip" -vf "$filter" \
+               -f rawvideo -pix_fmt nv21 -y /dev/null); then
+        echo "ffmpeg_$filter $s" >> "$times"
+      else
+        note "ffmpeg -vf $filter failed: comparison unavailable"
+        broken[$filter]=1
+      fi
+    done
+    for level in 0 1 2 3; do
+      read -r type iso <<< "${pairs[$level]}"
       if [ "${denoiser[0]}" = tool ]; then
         s=$(seconds "${denoiser[1]}" -q -s 1920x1080 --pix-fmt nv21 \
               --type "$type" --iso "$iso" "$clip" -) || s=""

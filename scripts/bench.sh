@@ -332,6 +332,8 @@ for n in notes:
     print("note: " + n)
 if md_out != "-":
     with open(md_out, "w") as f:
+        f.write("# Benchmark results\n\nWritten by `scripts/bench.sh --markdown` "
+                "on %s. Medians; ratios against their targets.\n\n" % info["date"])
         f.write("Machine: %s.\n\n" % machine)
         f.write(md_table(head, [list(r) for r in rows]) + "\n\n")
         f.write(md_table(kh, kb) + "\n")
@@ -346,6 +348,8 @@ with open(chart_data, "w") as f:
     for l in range(4):
         if fused[l]:
             f.write('"API level %d" %.4f\n' % (l, fused[l]))
+    if all(pooled):
+        f.write('"API on the pool, mean" %.4f\n' % (sum(pooled) / 4))
     if vd:
         f.write('"%s clip, mean" %.4f\n' % (info["denoiser"], 1000.0 / vd))
     for name in ("hqdn3d", "atadenoise"):
@@ -353,8 +357,8 @@ with open(chart_data, "w") as f:
         if x:
             f.write('"ffmpeg %s clip" %.4f\n' % (name, 1000.0 / x))
 EOF
-info=$(printf '{"cpu": "%s", "cores": %s, "load_before": "%s", "load_after": "%s", "clip_frames": %s, "denoiser": "%s"}' \
-  "$cpu" "$cores" "$load_before" "$load_after" "$clip_frames" \
+info=$(printf '{"cpu": "%s", "cores": %s, "load_before": "%s", "load_after": "%s", "clip_frames": %s, "date": "%s", "denoiser": "%s"}' \
+  "$cpu" "$cores" "$load_before" "$load_after" "$clip_frames" "$(date -u +%Y-%m-%d)" \
   "$([ "${denoiser[0]}" = tool ] && echo vdenoise || echo vd_clip)")
 python3 "$work/table.py" "$work/bench.json" "$times" "$notes" \
   "${markdown:--}" "$work/chart.dat" "$info"

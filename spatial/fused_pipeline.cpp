@@ -4,7 +4,7 @@
 // The step-by-step path (fuzzy_pipeline.cpp) makes one pass per stage over
 // the whole stripe: box filter, barrier, chroma filter, barrier, chroma mask,
 // clamped difference, table blend, chroma copy, NV21 output. Here:
-//  - luma runs over blocks of a few rows, before the first barrier: box filter
+//  - luma runs over blocks of rows, before the first barrier: box filter
 //    into the spatial frame, clamped difference and sign into the work frames,
 //    table blend into the ring slot, each block's rows straight after the
 //    previous stage wrote them. None of these stages reads a row that another

@@ -19,10 +19,11 @@ targets=("$@")
 ((${#targets[@]})) || targets=(native armv7 aarch64 asan tsan)
 build_root=${VD_BUILD_ROOT:-$root/build}
 
-# The tests that run threads: the frame path, both pipelines, the barrier,
-# the worker pool, the lifecycle and the overlapping-call guards.
-tsan_tests=(frame_path_test stripe_test worker_pool_test lifecycle_test
-            misuse_test)
+# The tests that run threads: the frame path (fused and step by step), both
+# pipelines, the barrier, the persistent stripe pool, the worker pool, the
+# lifecycle and the overlapping-call guards.
+tsan_tests=(frame_path_test fused_path_test stripe_test stripe_pool_test
+            worker_pool_test lifecycle_test misuse_test)
 
 # Runs one of the scripts that are not ctest suites; counts as one test.
 run_script() {

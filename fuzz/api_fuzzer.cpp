@@ -1,8 +1,8 @@
 // Sequences of public calls decoded from the input: Init with any size and
 // configuration text, frames of any size, type and ISO (null pointers
-// included) in guarded client buffers, Deinit, pipeline selection. Whatever
-// the order, no call may touch memory it was not given, and every call
-// returns 0 or -1.
+// included) in guarded client buffers, Deinit, pipeline selection and the
+// persistent stripe pool. Whatever the order, no call may touch memory it
+// was not given, and every call returns 0 or -1.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -158,17 +158,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         Check(g_hVideoDenoise == nullptr);
         break;
       }
-      case 7: {
+      case 7: {  // pipeline, or where the stripe threads come from
         const uint8_t b = in.Byte();
-        const int pipeline = b < 250 ? (b & 1) : static_cast<int>(in.I32());
-        const int r = TARNO_VideoDenoiseSetPipeline(pipeline);
-        Check(r == ((pipeline == 0 || pipeline == 1) ? 0 : -1));
+        const int value = b < 250 ? (b & 1) : static_cast<int>(in.I32());
+        const int r = (b & 2) ? TARNO_VideoDenoiseSetStripePool(value)
+                              : TARNO_VideoDenoiseSetPipeline(value);
+        Check(r == ((value == 0 || value == 1) ? 0 : -1));
         break;
       }
     }
   }
-  // Every input starts from no instance and the default pipeline.
+  // Every input starts from no instance, the default pipeline and threads
+  // started per frame.
   if (g_hVideoDenoise) Check(TARNO_VideoDenoiseDeinit() == 0);
   TARNO_VideoDenoiseSetPipeline(TARNO_PIPELINE_FUZZY);
+  Check(TARNO_VideoDenoiseSetStripePool(0) == 0);
   return 0;
 }

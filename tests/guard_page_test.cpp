@@ -60,6 +60,7 @@ class GuardPage : public ::testing::Test {
   void TearDown() override {
     TARNO_VideoDenoiseDeinit();
     TARNO_VideoDenoiseSetPipeline(TARNO_PIPELINE_FUZZY);
+    TARNO_VideoDenoiseSetStripePool(0);
     TARNO_VideoDenoiseSetLogSink(nullptr);
   }
 
@@ -113,6 +114,20 @@ TEST_F(GuardPage, FramesSmallerThanTheCreationSize) {
     if (HasFatalFailure()) return;
   }
   ASSERT_EQ(0, TARNO_VideoDenoiseDeinit());
+}
+
+// The same on the persistent stripe pool (three threads kept between
+// frames), frames of every size within one largest instance.
+TEST_F(GuardPage, FramesOnThePersistentStripePool) {
+  TARNO_VideoDenoiseSetLogSink(QuietSink);
+  ASSERT_EQ(0, TARNO_VideoDenoiseSetStripePool(1));
+  ASSERT_EQ(0, TARNO_VideoDenoiseInit(1920, 1920, nullptr));
+  for (const Size& size : kSizes) {
+    RunLevels(size);
+    if (HasFatalFailure()) break;
+  }
+  EXPECT_EQ(0, TARNO_VideoDenoiseDeinit());
+  EXPECT_EQ(0, TARNO_VideoDenoiseSetStripePool(0));
 }
 
 // The guards themselves: a byte before the start-flush buffer and a byte

@@ -63,6 +63,7 @@ class Misuse : public ::testing::Test {
     TARNO_VideoDenoiseSetLogSink(nullptr);
     if (g_hVideoDenoise) TARNO_VideoDenoiseDeinit();
     TARNO_VideoDenoiseSetPipeline(TARNO_PIPELINE_FUZZY);
+    TARNO_VideoDenoiseSetStripePool(0);
     g_gate = nullptr;
   }
 
@@ -114,8 +115,11 @@ Bytes ReferenceOutput(const Bytes& src, int pipeline) {
 TEST_F(Misuse, CallsFromASecondThreadDuringAFrameAreRefused) {
   const Bytes src = vdtest::RandomBytes(kFrameBytes, 17);
   const int pipelines[] = {TARNO_PIPELINE_FUZZY, TARNO_PIPELINE_TEMPORAL};
+  // Stripe threads per frame, then the persistent stripe pool.
+  for (int pool = 0; pool < 2; ++pool)
   for (int pipeline : pipelines) {
-    SCOPED_TRACE(pipeline);
+    SCOPED_TRACE(pipeline + 10 * pool);
+    ASSERT_EQ(0, TARNO_VideoDenoiseSetStripePool(pool));
     const Bytes expected = ReferenceOutput(src, pipeline);
     TARNO_VideoDenoiseSetPipeline(pipeline);
     ASSERT_EQ(0, TARNO_VideoDenoiseInit(kW, kH, nullptr));
@@ -135,6 +139,7 @@ TEST_F(Misuse, CallsFromASecondThreadDuringAFrameAreRefused) {
                                        other.data(), kW, kH, 6, 100));
       EXPECT_EQ(-1, TARNO_VideoDenoiseDeinit());
       EXPECT_EQ(-1, TARNO_VideoDenoiseInit(kW, kH, nullptr));
+      EXPECT_EQ(-1, TARNO_VideoDenoiseSetStripePool(frame & 1));
       EXPECT_EQ(instance, g_hVideoDenoise);
       Release();
       client.join();
@@ -148,7 +153,9 @@ TEST_F(Misuse, CallsFromASecondThreadDuringAFrameAreRefused) {
                                       "running!\n"));
       EXPECT_EQ(1, CountPrefix(lines, "TARNO_VideoDenoiseDeinit refused: "));
       EXPECT_EQ(1, CountPrefix(lines, "TARNO_VideoDenoiseInit refused: "));
-      EXPECT_EQ(3, CountPrefix(lines, "TARNO_VideoDenoise"));
+      EXPECT_EQ(1, CountPrefix(lines,
+                               "TARNO_VideoDenoiseSetStripePool refused: "));
+      EXPECT_EQ(4, CountPrefix(lines, "TARNO_VideoDenoise"));
       // Only the running frame got as far as its trace line.
       EXPECT_EQ(1, CountPrefix(lines, "Process VideoDenoise"));
     }

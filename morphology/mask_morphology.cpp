@@ -165,43 +165,124 @@ extern "C" int Dilate5x5(unsigned char* src, unsigned char* dst, int width,
   return 1;
 }
 
-extern "C" int DeleteDiscretePointsProc(sYuvImage_t* src, sYuvImage_t* dst,
-                                        int width, int height, int withChroma,
-                                        int offset, int edgeType) {
-  int up = 0;
-  int down = 0;
-  GetEdgeUpAndDown(edgeType, up, down, 1);
-  const ptrdiff_t luma = offset - up * width;
-  int result = DeleteDiscretePoints(src->pY + luma, dst->pY + luma, width,
-                                    up + down + height, edgeType, 0, 4);
-  if (withChroma) {
-    // The chroma planes start at the margin row above the stripe like the
-    // other wrappers, but get height >> (up + down + 1) rows: a middle
-    // stripe a quarter of its chroma rows, a top or bottom stripe half.
-    const ptrdiff_t chroma = (offset >> 2) - ((up * width) >> 1);
-    const int chromaRows = height >> (up + down + 1);
-    result = DeleteDiscretePoints(src->pU + chroma, dst->pU + chroma,
-                                  width >> 1, chromaRows, edgeType, 0, 4);
-    result = DeleteDiscretePoints(src->pV + chroma, dst->pV + chroma,
-                                  width >> 1, chromaRows, edgeType, 0, 4);
+namespace {
+
+// The row-exact rule at every column k .. width - k - 1 of rows
+// [firstRow, endRow).
+template <typename Pixel>
+void ComputeRows(const uint8_t* src, uint8_t* dst, int width, int firstRow,
+                 int endRow, int k, Pixel pixel) {
+  const ptrdiff_t w = width;
+  for (ptrdiff_t r = firstRow; r < endRow; ++r) {
+    const ptrdiff_t row = r * w;
+    for (ptrdiff_t c = k; c < w - k; ++c) dst[row + c] = pixel(src + row + c);
   }
-  return result;
+}
+
+}  // namespace
+
+int VdDeleteDiscretePointsRows(const uint8_t* src, uint8_t* dst, int width,
+                               int rows, int edgeType) {
+  VdCopyMaskBorders(src, dst, width, rows, edgeType, 1);
+  const ptrdiff_t w = width;
+  ComputeRows(src, dst, width, 1, rows - 1, 1,
+              [w](const uint8_t* s) { return VdDiscretePointPixel(s, w); });
+  return 1;
+}
+
+int VdErose5x5Rows(const uint8_t* src, uint8_t* dst, int width, int rows,
+                   int edgeType) {
+  VdCopyMaskBorders(src, dst, width, rows, edgeType, 2);
+  const ptrdiff_t w = width;
+  const int pairs = (rows - 4) >> 1;
+  ComputeRows(src, dst, width, 2, 2 + 2 * pairs, 2,
+              [w](const uint8_t* s) { return VdAndWindow(s, w, 2); });
+  return 1;
+}
+
+int VdDilate9x9Rows(const uint8_t* src, uint8_t* dst, int width, int rows,
+                    int edgeType) {
+  VdCopyMaskBorders(src, dst, width, rows, edgeType, 4);
+  const ptrdiff_t w = width;
+  const int pairs = (rows - 4) >> 1;
+  ComputeRows(src, dst, width, 4, 4 + 2 * pairs, 4,
+              [w](const uint8_t* s) { return VdOrWindow(s, w, 4); });
+  return 1;
 }
 
 namespace {
 
 typedef int (*MaskKernel)(unsigned char*, unsigned char*, int, int, int);
 
+int DiscretePointsKernel(unsigned char* src, unsigned char* dst, int width,
+                         int rows, int edgeType) {
+  return DeleteDiscretePoints(src, dst, width, rows, edgeType, 0, 4);
+}
+
+// Kernels for stripes that run side by side. At a width where a kernel's
+// block stepping is not exact (VdMaskStepsExact), a row's span does not end
+// at its last interior column: the rows of a pair are written shifted and
+// the walk drifts sideways, past the rows it was given. For a direct call
+// that is the kernel's defined behaviour; for a stripe the drift lands in
+// the next stripe's rows while that stripe's worker writes them. So each
+// plane takes the kernel where its width is walked exactly (the same bytes
+// as ever) and the row-exact form elsewhere.
+int DiscretePointsPlane(unsigned char* src, unsigned char* dst, int width,
+                        int rows, int edgeType) {
+  if (VdMaskStepsExact(width, 1)) {
+    return DiscretePointsKernel(src, dst, width, rows, edgeType);
+  }
+  return VdDeleteDiscretePointsRows(src, dst, width, rows, edgeType);
+}
+
+int Erose5x5Plane(unsigned char* src, unsigned char* dst, int width, int rows,
+                  int edgeType) {
+  if (VdMaskStepsExact(width, 2)) {
+    return Erose5x5(src, dst, width, rows, edgeType);
+  }
+  return VdErose5x5Rows(src, dst, width, rows, edgeType);
+}
+
+int Dilate9x9Plane(unsigned char* src, unsigned char* dst, int width, int rows,
+                   int edgeType) {
+  if (VdMaskStepsExact(width, 4)) {
+    return Dilate9x9(src, dst, width, rows, edgeType);
+  }
+  return VdDilate9x9Rows(src, dst, width, rows, edgeType);
+}
+
+// DeleteDiscretePointsProc with a given kernel.
+int RunDiscretePointsOnStripe(MaskKernel kernel, sYuvImage_t* src,
+                              sYuvImage_t* dst, int width, int height,
+                              int withChroma, int offset, int edgeType) {
+  int up = 0;
+  int down = 0;
+  GetEdgeUpAndDown(edgeType, up, down, 1);
+  const ptrdiff_t luma = offset - up * width;
+  int result = kernel(src->pY + luma, dst->pY + luma, width,
+                      up + down + height, edgeType);
+  if (withChroma) {
+    // The chroma planes start at the margin row above the stripe like the
+    // other wrappers, but get height >> (up + down + 1) rows: a middle
+    // stripe a quarter of its chroma rows, a top or bottom stripe half.
+    const ptrdiff_t chroma = (offset >> 2) - ((up * width) >> 1);
+    const int chromaRows = height >> (up + down + 1);
+    result = kernel(src->pU + chroma, dst->pU + chroma, width >> 1,
+                    chromaRows, edgeType);
+    result = kernel(src->pV + chroma, dst->pV + chroma, width >> 1,
+                    chromaRows, edgeType);
+  }
+  return result;
+}
+
 // Runs kernel on the stripe's luma rows plus margin borrowed rows on each
-// side that has a neighbour, and likewise on both chroma planes. With
-// withoutRowsBelow the borrowed rows below are left out of the row count.
+// side that has a neighbour, and likewise on both chroma planes.
 void RunOnStripe(MaskKernel kernel, int margin, sYuvImage_t* src,
                  sYuvImage_t* dst, int width, int height, int withChroma,
-                 int offset, int edgeType, bool withoutRowsBelow = false) {
+                 int offset, int edgeType) {
   int up = 0;
   int down = 0;
   GetEdgeUpAndDown(edgeType, up, down, margin);
-  if (withoutRowsBelow) down = 0;
   const ptrdiff_t luma = offset - up * width;
   kernel(src->pY + luma, dst->pY + luma, width, up + down + height, edgeType);
   if (withChroma) {
@@ -214,7 +295,43 @@ void RunOnStripe(MaskKernel kernel, int margin, sYuvImage_t* src,
   }
 }
 
+// One plane of VdDilateStripeOwnRows: up borrowed rows, the stripe's own
+// rows, and below them down borrowed rows that are read but not written.
+// Dilate9x9 computes rows 4 .. rows - 1 of what it is given. Given the
+// borrowed rows below as well, it computes the next stripe's first rows too;
+// without them it computes the stripe's own rows (the pairs it keeps are at
+// the same places) and its four-row read overrun lands on the borrowed rows.
+void DilatePlaneOwnRows(unsigned char* src, unsigned char* dst, int width,
+                        int up, int own, int down, int edgeType) {
+  const int rows = up + own;
+  const ptrdiff_t w = width;
+  if (down > 0 && width >= 4) {
+    // With the borrowed rows the border rule also copied the side columns of
+    // the stripe's last four rows; copy them first, as the kernel does its
+    // borders, so that computed writes landing there still win.
+    for (ptrdiff_t r = rows - 4 > 4 ? rows - 4 : 4; r < rows; ++r) {
+      memcpy(dst + r * w, src + r * w, 4);
+      memcpy(dst + r * w + w - 4, src + r * w + w - 4, 4);
+    }
+  }
+  Dilate9x9Plane(src, dst, width, rows, edgeType);
+  if (down > 0 && rows > 4 && ((rows - 4) & 1)) {
+    // An odd own row count leaves the last own row out of the pairs; with
+    // the borrowed rows it was the first row of a pair that reached into
+    // the next stripe.
+    ComputeRows(src, dst, width, rows - 1, rows, 4,
+                [w](const uint8_t* s) { return VdOrWindow(s, w, 4); });
+  }
+}
+
 }  // namespace
+
+extern "C" int DeleteDiscretePointsProc(sYuvImage_t* src, sYuvImage_t* dst,
+                                        int width, int height, int withChroma,
+                                        int offset, int edgeType) {
+  return RunDiscretePointsOnStripe(DiscretePointsKernel, src, dst, width,
+                                   height, withChroma, offset, edgeType);
+}
 
 extern "C" int EroseProcess(sYuvImage_t* src, sYuvImage_t* dst, int width,
                             int height, int withChroma, int offset,
@@ -232,37 +349,35 @@ extern "C" int DilateProcess(sYuvImage_t* src, sYuvImage_t* dst, int width,
   return 1;
 }
 
-// Dilate9x9 computes rows 4 .. rows - 1 of what it is given. Given the
-// borrowed rows below as well, it computes the next stripe's first four rows
-// too; without them it computes exactly the stripe's own rows (the pair
-// count drops by two, so the pairs it keeps are at the same places) and its
-// four-row read overrun lands on the borrowed rows.
+int VdDeleteDiscretePointsStripe(sYuvImage_t* src, sYuvImage_t* dst,
+                                 int width, int height, int withChroma,
+                                 int offset, int edgeType) {
+  return RunDiscretePointsOnStripe(DiscretePointsPlane, src, dst, width,
+                                   height, withChroma, offset, edgeType);
+}
+
+int VdEroseStripe(sYuvImage_t* src, sYuvImage_t* dst, int width, int height,
+                  int withChroma, int offset, int edgeType) {
+  RunOnStripe(Erose5x5Plane, 2, src, dst, width, height, withChroma, offset,
+              edgeType);
+  return 1;
+}
+
 int VdDilateStripeOwnRows(sYuvImage_t* src, sYuvImage_t* dst, int width,
                           int height, int withChroma, int offset,
                           int edgeType) {
   int up = 0;
   int down = 0;
   GetEdgeUpAndDown(edgeType, up, down, 4);
-  if (down > 0) {
-    // With the borrowed rows the border rule also copied the side columns of
-    // the stripe's last four rows; copy them first, as the kernel does its
-    // borders, so that computed writes landing there still win.
-    auto copySides = [](const unsigned char* s, unsigned char* d, int w) {
-      for (int r = 0; r < 4; ++r) {
-        memcpy(d + r * w, s + r * w, 4);
-        memcpy(d + r * w + w - 4, s + r * w + w - 4, 4);
-      }
-    };
-    const ptrdiff_t luma = offset + static_cast<ptrdiff_t>(height - 4) * width;
-    copySides(src->pY + luma, dst->pY + luma, width);
-    if (withChroma) {
-      const ptrdiff_t chroma =
-          (offset >> 2) + static_cast<ptrdiff_t>((height >> 1) - 4) * (width >> 1);
-      copySides(src->pU + chroma, dst->pU + chroma, width >> 1);
-      copySides(src->pV + chroma, dst->pV + chroma, width >> 1);
-    }
+  const ptrdiff_t luma = offset - up * width;
+  DilatePlaneOwnRows(src->pY + luma, dst->pY + luma, width, up, height, down,
+                     edgeType);
+  if (withChroma) {
+    const ptrdiff_t chroma = (offset >> 2) - ((up * width) >> 1);
+    DilatePlaneOwnRows(src->pU + chroma, dst->pU + chroma, width >> 1, up,
+                       height >> 1, down, edgeType);
+    DilatePlaneOwnRows(src->pV + chroma, dst->pV + chroma, width >> 1, up,
+                       height >> 1, down, edgeType);
   }
-  RunOnStripe(Dilate9x9, 4, src, dst, width, height, withChroma, offset,
-              edgeType, true);
   return 1;
 }

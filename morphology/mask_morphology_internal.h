@@ -81,13 +81,51 @@ int Dilate15x15_NEON(const uint8_t* src, uint8_t* dst, int width, int rows,
                      int edgeType);
 #endif
 
+// Whether a vector kernel of half-size k walks whole rows at this width:
+// each row's span then ends exactly at column width - k - 1 and a row pair
+// moves on by exactly two rows.
+static inline bool VdMaskStepsExact(int width, int k) {
+  const int interior = width - 2 * k;
+  return interior <= 0 || VdMaskRowSpan(width, k) == interior;
+}
+
+// Row-exact forms of three kernels (mask_morphology.cpp). Each applies the
+// kernel's per-pixel rule to every column k .. width - k - 1 of the rows the
+// kernel computes, copies the same borders for the edge type, and keeps the
+// kernel's row structure (the odd last row of the discrete-point rule done
+// alone, the one left by Erose5x5, the four rows Dilate9x9 computes past its
+// bottom border), but never drifts sideways: every byte it writes lies in
+// its own row and column. Where VdMaskStepsExact holds they write exactly
+// what the kernels write.
+int VdDeleteDiscretePointsRows(const uint8_t* src, uint8_t* dst, int width,
+                               int rows, int edgeType);
+int VdErose5x5Rows(const uint8_t* src, uint8_t* dst, int width, int rows,
+                   int edgeType);
+int VdDilate9x9Rows(const uint8_t* src, uint8_t* dst, int width, int rows,
+                    int edgeType);
+
 struct sYuvImage_t;
 
-// DilateProcess for the stripe pipeline: the same bytes in the stripe's own
-// rows, but Dilate9x9 is given the rows up to the stripe's end only (it still
-// reads the four borrowed rows below as its overrun), so it does not also
-// write the next stripe's first four rows while that stripe's worker writes
-// them. Returns 1.
+// Stripe wrappers for the temporal pipeline, where three stripes run side by
+// side on the same planes. They take the arguments of the exported wrappers
+// and cover the same rows (the discrete-point chroma row count included),
+// but on every plane whose width the kernel does not walk exactly they run
+// the row-exact form instead, so that no stripe's writes drift into its
+// neighbour's rows. On exact widths they call the kernels themselves. These
+// two are DeleteDiscretePointsProc and EroseProcess in that form, with the
+// same results.
+int VdDeleteDiscretePointsStripe(sYuvImage_t* src, sYuvImage_t* dst,
+                                 int width, int height, int withChroma,
+                                 int offset, int edgeType);
+int VdEroseStripe(sYuvImage_t* src, sYuvImage_t* dst, int width, int height,
+                  int withChroma, int offset, int edgeType);
+
+// DilateProcess for the stripe pipeline: each plane of the stripe's own rows
+// gets the bytes DilateProcess gives it, but Dilate9x9 (or its row-exact
+// form) is given the rows up to the stripe's end only (it still reads the
+// four borrowed rows below as its overrun), so it does not also write the
+// next stripe's first four rows while that stripe's worker writes them.
+// Returns 1.
 int VdDilateStripeOwnRows(sYuvImage_t* src, sYuvImage_t* dst, int width,
                           int height, int withChroma, int offset,
                           int edgeType);

@@ -5,7 +5,6 @@
 #include "api/timing_internal.h"
 #include "api/vd_log.h"
 #include "image/convert.h"
-#include "morphology/mask_morphology.h"
 #include "morphology/mask_morphology_internal.h"
 #include "temporal/motion_mask.h"
 #include "temporal/temporal_filter.h"
@@ -32,18 +31,22 @@ int VdFrameDifference(VdStripeContext* ctx, sYuvImage_t* previous,
   VdStamp(ctx->times, VD_T_DIFF_SAD);
   // Every stripe's difference must exist before neighbours' rows are read.
   VdBarrierWait(&ctx->canDeleteDP);
-  DeleteDiscretePointsProc(work, mask, width, height, withChroma, offset,
-                           edgeType);
+  // The three stripes run each stage side by side on the same planes, so
+  // every stage writes only its own stripe's rows: the stripe forms of the
+  // morphology wrappers (mask_morphology_internal.h) step row-exactly where
+  // a kernel's block stepping would drift into the next stripe, and the
+  // dilation leaves out its overrun into the next stripe's first rows.
+  VdDeleteDiscretePointsStripe(work, mask, width, height, withChroma, offset,
+                               edgeType);
   VdStamp(ctx->times, VD_T_DIFF_DELETE);
   if (morphology == 0) return 0;
   // A closing with a larger dilation (9x9) than erosion (5x5).
   VdBarrierWait(&ctx->canDilate);
-  // The stripes dilate side by side: each writes only its own rows.
   VdDilateStripeOwnRows(mask, work, width, height, withChroma, offset,
                         edgeType);
   VdStamp(ctx->times, VD_T_DIFF_DILATE);
   VdBarrierWait(&ctx->canErose);
-  EroseProcess(work, mask, width, height, withChroma, offset, edgeType);
+  VdEroseStripe(work, mask, width, height, withChroma, offset, edgeType);
   VdStamp(ctx->times, VD_T_DIFF_EROSE);
   return 0;
 }

@@ -678,4 +678,246 @@ TEST(MaskKernels, VectorTwinsStayInsideTheScalarReads) {
   }
 }
 
+// --- Row-exact forms and the stripe forms ----------------------------------
+
+struct RowExact {
+  const char* name;
+  ReferenceFn rowExact;
+  ReferenceFn kernel;  // scalar reference
+  ExportedFn exported;
+  int k;
+};
+
+const RowExact kRowExact[] = {
+    {"DeleteDiscretePoints", VdDeleteDiscretePointsRows,
+     DeleteDiscretePoints_C, DiscretePoints, 1},
+    {"Erose5x5", VdErose5x5Rows, Erose5x5_C, Erose5x5, 2},
+    {"Dilate9x9", VdDilate9x9Rows, Dilate9x9_C, Dilate9x9, 4},
+};
+
+TEST(RowExactForms, EqualTheKernelsWhereTheKernelsStepExactly) {
+  uint32_t seed = 101;
+  for (const RowExact& t : kRowExact) {
+    for (int iter = 0; iter < 300; ++iter, ++seed) {
+      const Bytes dims = vdtest::RandomBytes(4, seed);
+      // Exact widths: 2k + 32m (whole steps) and 32m (a short last step).
+      const int m = dims[0] % 6;
+      const int width = (dims[0] & 0x80) ? 2 * t.k + 32 * m : 32 * (m + 1);
+      const int rows = 1 + dims[1] % 30;
+      const int edge = dims[2] % 4;
+      ASSERT_TRUE(VdMaskStepsExact(width, t.k)) << width;
+      const size_t n = static_cast<size_t>(rows + 8) * width + 64;
+      Bytes src = vdtest::RandomBytes(n, seed * 13 + 1);
+      if (dims[3] & 1) {
+        for (uint8_t& b : src) b = b < (dims[3] >> 1) ? 255 : 0;
+      }
+      SCOPED_TRACE(testing::Message() << t.name << " width " << width
+                                      << " rows " << rows << " edge " << edge);
+      const Bytes expected = RunAll(t.kernel, src, width, rows, edge);
+      ASSERT_EQ(RunAll(t.rowExact, src, width, rows, edge), expected);
+      ASSERT_EQ(RunAll(t.exported, src, width, rows, edge), expected);
+    }
+  }
+}
+
+// The value the row-exact form of half-size k computes at s.
+uint8_t RowExactPixel(const uint8_t* s, int w, int k) {
+  if (k == 1) {
+    int n = 0;
+    for (int y = -1; y <= 1; ++y) {
+      for (int x = -1; x <= 1; ++x) n += s[y * w + x] >= 128;
+    }
+    return (n >= 7 || (s[0] >= 128 && n >= 3)) ? 255 : 0;
+  }
+  uint8_t m = k == 2 ? 255 : 0;
+  for (int y = -k; y <= k; ++y) {
+    for (int x = -k; x <= k; ++x) {
+      m = k == 2 ? (m & s[y * w + x]) : (m | s[y * w + x]);
+    }
+  }
+  return m;
+}
+
+// Straight from the rule: border copies for the edge type, then every
+// column of the rows the kernel computes (every interior row for the
+// discrete points; (rows - 4) / 2 pairs from row k for the others).
+Bytes RowExactModel(const Bytes& src, int w, int rows, int edge, int k,
+                    uint8_t fill) {
+  Bytes dst(src.size(), fill);
+  auto copy = [&](int r, int c0, int c1) {
+    for (int c = c0; c < c1; ++c) dst[r * w + c] = src[r * w + c];
+  };
+  const bool top = edge == 3 || edge == 1;
+  const bool bottom = edge == 1 || edge == 2;
+  for (int r = 0; r < rows; ++r) {
+    if ((top && r < k) || (bottom && r >= rows - k)) {
+      copy(r, 0, w);
+    } else if (r >= k && r < rows - k) {
+      copy(r, 0, k);
+      copy(r, w - k, w);
+    }
+  }
+  const int end = k == 1 ? rows - 1 : k + 2 * std::max((rows - 4) >> 1, 0);
+  for (int r = k; r < end; ++r) {
+    for (int c = k; c < w - k; ++c) {
+      dst[r * w + c] = RowExactPixel(src.data() + r * w + c, w, k);
+    }
+  }
+  return dst;
+}
+
+TEST(RowExactForms, FollowTheRuleRowByRowOnInexactWidths) {
+  // Widths whose block stepping drifts: the row-exact forms still write
+  // every interior column of their rows and nothing past them.
+  uint32_t seed = 7;
+  for (const RowExact& t : kRowExact) {
+    for (int width : {40, 45, 50, 56, 80, 88, 100, 136}) {
+      if (VdMaskStepsExact(width, t.k)) continue;
+      for (int rows : {9, 12, 17, 26}) {
+        for (int edge = 0; edge <= 3; ++edge, ++seed) {
+          SCOPED_TRACE(testing::Message() << t.name << " width " << width
+                                          << " rows " << rows << " edge "
+                                          << edge);
+          const size_t n = static_cast<size_t>(rows + 4) * width + 32;
+          Bytes src = vdtest::RandomBytes(n, seed);
+          if (seed & 1) {
+            for (uint8_t& b : src) b = b < 200 ? 255 : 0;
+          }
+          for (uint8_t fill : {uint8_t(0x5A), uint8_t(0xA5)}) {
+            Bytes dst(n, fill);
+            Bytes in = src;
+            t.rowExact(in.data(), dst.data(), width, rows, edge);
+            ASSERT_EQ(dst, RowExactModel(src, width, rows, edge, t.k, fill));
+          }
+        }
+      }
+    }
+  }
+}
+
+using StripeFn = int (*)(sYuvImage_t*, sYuvImage_t*, int, int, int, int, int);
+
+struct StripeForm {
+  const char* name;
+  StripeFn stripe;
+  StripeFn exported;
+};
+
+const StripeForm kStripeForms[] = {
+    {"discrete points", VdDeleteDiscretePointsStripe, DeleteDiscretePointsProc},
+    {"erosion", VdEroseStripe, EroseProcess},
+    {"dilation", VdDilateStripeOwnRows, DilateProcess},
+};
+
+// Three stripes of the given heights: top, middle, bottom.
+struct StripeRows {
+  int first, rows, edge;
+};
+
+std::vector<StripeRows> ThreeStripes(int s0, int s1, int s2) {
+  return {{0, s0, 3}, {s0, s1, 0}, {s0 + s1, s2, 2}};
+}
+
+// Fails unless the two frames differ only in the stripe's own rows.
+void ExpectOwnRowsOnly(const Frame& before, const Frame& after,
+                       const StripeRows& s) {
+  const int w = before.w;
+  auto rows = [&](const uint8_t* a, const uint8_t* b, int width, int nrows,
+                  int first, int end, const char* plane) {
+    for (int r = 0; r < nrows; ++r) {
+      if (r >= first && r < end) continue;
+      ASSERT_EQ(0, std::memcmp(a + r * width, b + r * width, width))
+          << plane << " row " << r;
+    }
+  };
+  rows(before.image.pY, after.image.pY, w, before.h + 16, s.first,
+       s.first + s.rows, "luma");
+  rows(before.image.pU, after.image.pU, w / 2, before.h / 2 + 16,
+       s.first / 2, (s.first + s.rows) / 2, "U");
+  rows(before.image.pV, after.image.pV, w / 2, before.h / 2 + 16,
+       s.first / 2, (s.first + s.rows) / 2, "V");
+}
+
+TEST(StripeForms, OwnRowsOnlyAndTheExportedBytesOnExactWidths) {
+  // Width 64 and chroma width 32 are walked exactly by all three kernels;
+  // stripes of 46 rows have 23 chroma rows, so the dilation's pairs stop
+  // one row short of a stripe's end, which DilateProcess reached as part of
+  // its overrun into the next stripe.
+  const int w = 64, h = 138;
+  Frame src(w, h, 0);
+  Bytes noise = vdtest::RandomBytes(src.data.size(), 9);
+  for (size_t i = 0; i < src.data.size(); ++i) {
+    src.data[i] = (noise[i] & 7) == 0 ? 255 : 0;
+  }
+  for (const StripeForm& f : kStripeForms) {
+    for (const StripeRows& s : ThreeStripes(46, 46, 46)) {
+      SCOPED_TRACE(testing::Message() << f.name << " edge type " << s.edge);
+      Frame viaStripe(w, h, kSentinel);
+      Frame viaExported(w, h, kSentinel);
+      const Frame untouched(w, h, kSentinel);
+      EXPECT_EQ(f.exported(&src.image, &viaExported.image, w, s.rows, 1,
+                           s.first * w, s.edge),
+                f.stripe(&src.image, &viaStripe.image, w, s.rows, 1,
+                         s.first * w, s.edge));
+      ExpectOwnRowsOnly(untouched, viaStripe, s);
+      // Same bytes in the stripe's own rows.
+      for (int r = s.first; r < s.first + s.rows; ++r) {
+        ASSERT_EQ(0, std::memcmp(viaStripe.image.pY + r * w,
+                                 viaExported.image.pY + r * w, w))
+            << "luma row " << r;
+      }
+      const int cw = w / 2;
+      for (int r = s.first / 2; r < (s.first + s.rows) / 2; ++r) {
+        ASSERT_EQ(0, std::memcmp(viaStripe.image.pU + r * cw,
+                                 viaExported.image.pU + r * cw, cw))
+            << "U row " << r;
+        ASSERT_EQ(0, std::memcmp(viaStripe.image.pV + r * cw,
+                                 viaExported.image.pV + r * cw, cw))
+            << "V row " << r;
+      }
+    }
+  }
+}
+
+TEST(StripeForms, InexactWidthsStayInTheirRowsAndMatchTheWholeFrame) {
+  // Width 80 drifts in all three kernels, chroma width 40 in the discrete
+  // points and the erosion. Each stripe writes only its own rows, and the
+  // three stripes give what the row-exact form gives on the whole frame
+  // (chroma too for erosion and dilation; the discrete points' chroma row
+  // count differs by design).
+  const int w = 80, h = 144;
+  Frame src(w, h, 0);
+  Bytes noise = vdtest::RandomBytes(src.data.size(), 10);
+  for (size_t i = 0; i < src.data.size(); ++i) {
+    src.data[i] = (noise[i] % 6) == 0 ? 255 : 0;
+  }
+  const ReferenceFn whole[] = {VdDeleteDiscretePointsRows, VdErose5x5Rows,
+                               VdDilate9x9Rows};
+  for (int i = 0; i < 3; ++i) {
+    const StripeForm& f = kStripeForms[i];
+    SCOPED_TRACE(f.name);
+    Frame striped(w, h, kSentinel);
+    for (const StripeRows& s : ThreeStripes(48, 48, 48)) {
+      Frame before(w, h, kSentinel);
+      std::memcpy(before.data.data(), striped.data.data(), striped.data.size());
+      EXPECT_EQ(1, f.stripe(&src.image, &striped.image, w, s.rows, 1,
+                            s.first * w, s.edge));
+      ExpectOwnRowsOnly(before, striped, s);
+    }
+    Frame expected(w, h, kSentinel);
+    whole[i](src.image.pY, expected.image.pY, w, h, 1);
+    EXPECT_TRUE(std::equal(expected.image.pY, expected.image.pY + w * h,
+                           striped.image.pY));
+    if (i > 0) {
+      const int cw = w / 2, ch = h / 2;
+      whole[i](src.image.pU, expected.image.pU, cw, ch, 1);
+      whole[i](src.image.pV, expected.image.pV, cw, ch, 1);
+      EXPECT_TRUE(std::equal(expected.image.pU, expected.image.pU + cw * ch,
+                             striped.image.pU));
+      EXPECT_TRUE(std::equal(expected.image.pV, expected.image.pV + cw * ch,
+                             striped.image.pV));
+    }
+  }
+}
+
 }  // namespace

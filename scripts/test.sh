@@ -4,7 +4,7 @@
 # UndefinedBehaviorSanitizer (LeakSanitizer included), and the threaded
 # tests under ThreadSanitizer.
 # Usage: scripts/test.sh [native|armv7|aarch64|asan|tsan|fuzz|soak|valgrind ...]
-#   (no argument: native armv7 aarch64 asan tsan)
+#   (no argument: all of them, as CI runs it)
 #   fuzz      each libFuzzer target for VD_FUZZ_SECONDS (30) seconds
 #   soak      VD_SOAK_FRAMES (300) frames of the soak run, memory flat
 #   valgrind  VD_VALGRIND_FRAMES (4) 1080p frames under memcheck, both pipelines
@@ -16,14 +16,15 @@ bash "$root/scripts/install-deps.sh"
 werror=${VD_WERROR:-OFF}
 jobs=${VD_JOBS:-2}
 targets=("$@")
-((${#targets[@]})) || targets=(native armv7 aarch64 asan tsan)
+((${#targets[@]})) || targets=(native armv7 aarch64 asan tsan fuzz soak valgrind)
 build_root=${VD_BUILD_ROOT:-$root/build}
 
 # The tests that run threads: the frame path (fused and step by step), both
 # pipelines, the barrier, the persistent stripe pool, the worker pool, the
 # lifecycle and the overlapping-call guards.
 tsan_tests=(frame_path_test fused_path_test stripe_test stripe_pool_test
-            worker_pool_test lifecycle_test misuse_test)
+            worker_pool_test lifecycle_test misuse_test temporal_pipeline_test
+            temporal_stripes_test)
 
 # Runs one of the scripts that are not ctest suites; counts as one test.
 run_script() {

@@ -1,6 +1,6 @@
 // Resampling: general resizers, the fixed-ratio down- and upscalers with
 // their border rules, memory bounds at small sizes, and the agreement of the
-// scalar references with their NEON twins.
+// scalar references with their vector twins.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -16,12 +16,9 @@ namespace {
 
 using vdtest::GuardedBuffer;
 using vdtest::RandomBytes;
-
-constexpr uint8_t kCanary = 0x5A;
-
 using Plane = std::vector<uint8_t>;
 
-Plane Flat(size_t n, uint8_t v) { return Plane(n, v); }
+constexpr uint8_t kCanary = 0x5A;
 
 // Rows of a packed plane, for readable expectations.
 std::vector<Plane> Rows(const uint8_t* p, int width, int height) {
@@ -30,84 +27,73 @@ std::vector<Plane> Rows(const uint8_t* p, int width, int height) {
   return rows;
 }
 
+Plane Bytes(const GuardedBuffer& b, size_t n) { return Plane(b.data(), b.data() + n); }
+
 // Random plane with some saturated runs so that the 16-bit sums reach their
 // extremes.
 Plane TestPlane(size_t n, uint32_t seed) {
   Plane p = RandomBytes(n, seed);
-  for (size_t i = 0; i < n; ++i) {
-    if (p[i] % 5 == 0) p[i] = 255;
-    if (p[i] % 7 == 0) p[i] = 0;
+  for (uint8_t& v : p) {
+    if (v % 5 == 0) v = 255;
+    if (v % 7 == 0) v = 0;
   }
   return p;
 }
 
+// A guarded copy of pixels: reads past the end fault.
+struct GuardedCopy : GuardedBuffer {
+  explicit GuardedCopy(const Plane& p) : GuardedBuffer(p.size()) {
+    if (!p.empty()) std::memcpy(data(), p.data(), p.size());
+  }
+};
+
 // ---------------------------------------------------------------------------
 // General resizers.
 
-TEST(ResizeNearestNeighbor, SameSizeIsACopy) {
+TEST(ResizeNearestNeighbor, CopyTruncationAndZeroHeight) {
+  // Same size: a copy, strides honoured, padding untouched.
   const int w = 7, h = 5, srcStride = 9, dstStride = 11;
   Plane src = RandomBytes(srcStride * h, 1);
   Plane dst(dstStride * h, kCanary);
-  EXPECT_EQ(1, ResizeNearestNeighbor(src.data(), w, h, srcStride, dst.data(),
-                                     w, h, dstStride));
+  EXPECT_EQ(1, ResizeNearestNeighbor(src.data(), w, h, srcStride, dst.data(), w, h, dstStride));
   for (int y = 0; y < h; ++y) {
     for (int x = 0; x < dstStride; ++x) {
       EXPECT_EQ(x < w ? src[y * srcStride + x] : kCanary, dst[y * dstStride + x]);
     }
   }
+  // 3 -> 2 columns: scale 1.5, columns 0 and trunc(1.5) = 1 (no half-pixel
+  // offset). 4 -> 2 rows: rows 0 and 2.
+  uint8_t grid[12] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, out[4];
+  EXPECT_EQ(1, ResizeNearestNeighbor(grid, 3, 4, 3, out, 2, 2, 2));
+  EXPECT_EQ((Plane{1, 2, 7, 8}), Plane(out, out + 4));
+  // Zero or negative height writes nothing.
+  Plane none(16, kCanary);
+  EXPECT_EQ(1, ResizeNearestNeighbor(src.data(), 4, 4, 4, none.data(), 4, 0, 4));
+  EXPECT_EQ(1, ResizeNearestNeighbor(src.data(), 4, 4, 4, none.data(), 4, -3, 4));
+  EXPECT_EQ(Plane(16, kCanary), none);
 }
 
-TEST(ResizeNearestNeighbor, TruncatesWithoutHalfPixelOffset) {
-  // 3 -> 2 columns: scale 1.5, columns 0 and trunc(1.5) = 1. 4 -> 2 rows:
-  // rows 0 and 2.
-  const uint8_t src[4][3] = {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}, {10, 11, 12}};
-  uint8_t dst[2][2];
-  EXPECT_EQ(1, ResizeNearestNeighbor(const_cast<uint8_t*>(&src[0][0]), 3, 4, 3,
-                                     &dst[0][0], 2, 2, 2));
-  EXPECT_EQ(1, dst[0][0]);
-  EXPECT_EQ(2, dst[0][1]);
-  EXPECT_EQ(7, dst[1][0]);
-  EXPECT_EQ(8, dst[1][1]);
-}
-
-TEST(ResizeNearestNeighbor, ZeroHeightWritesNothing) {
-  Plane src = RandomBytes(16, 2);
-  Plane dst(16, kCanary);
-  EXPECT_EQ(1, ResizeNearestNeighbor(src.data(), 4, 4, 4, dst.data(), 4, 0, 4));
-  EXPECT_EQ(1, ResizeNearestNeighbor(src.data(), 4, 4, 4, dst.data(), 4, -3, 4));
-  EXPECT_EQ(Plane(16, kCanary), dst);
-}
-
-TEST(ResizeBilinear, TruncatesAndRepeatsTheEdge) {
+TEST(ResizeBilinear, TruncatesRepeatsTheEdgeAndKeepsFlatPlanes) {
   // Row 0, 99 and its doubled rows: column 1 sits halfway (49.5 -> 49),
   // columns 2 and 3 are at or past the last source column, which pairs with
   // itself. The source ends flush against a guard page.
-  GuardedBuffer src(4);
-  const uint8_t pixels[4] = {0, 99, 200, 100};
-  std::memcpy(src.data(), pixels, 4);
-  uint8_t dst[4][4];
-  EXPECT_EQ(1, ResizeBilinear(src.data(), 2, 2, 2, &dst[0][0], 4, 4, 4));
-  const uint8_t expected[4][4] = {{0, 49, 99, 99},
-                                  {100, 99, 99, 99},   // halfway down
-                                  {200, 150, 100, 100},
-                                  {200, 150, 100, 100}};
-  for (int y = 0; y < 4; ++y) {
-    for (int x = 0; x < 4; ++x) EXPECT_EQ(expected[y][x], dst[y][x]) << y << "," << x;
-  }
-}
-
-TEST(ResizeBilinear, FlatPlaneAndSameSize) {
-  // Scales 2 and 1.5 are exact in binary, so the weights sum to exactly 1.
+  GuardedCopy src(Plane{0, 99, 200, 100});
+  uint8_t dst[16];
+  EXPECT_EQ(1, ResizeBilinear(src.data(), 2, 2, 2, dst, 4, 4, 4));
+  const std::vector<Plane> expected = {{0, 49, 99, 99},
+                                       {100, 99, 99, 99},  // halfway down
+                                       {200, 150, 100, 100},
+                                       {200, 150, 100, 100}};
+  EXPECT_EQ(expected, Rows(dst, 4, 4));
+  // Scales 2 and 1.5 are exact in binary, so the weights sum to exactly 1;
+  // the same size is a copy.
   const int w = 8, h = 6;
-  Plane flat = Flat(w * h, 77);
-  Plane dst(4 * 4, 0);
-  EXPECT_EQ(1, ResizeBilinear(flat.data(), w, h, w, dst.data(), 4, 4, 4));
-  EXPECT_EQ(Flat(16, 77), dst);
-
-  Plane src = RandomBytes(w * h, 3);
-  Plane same(w * h, 0);
-  EXPECT_EQ(1, ResizeBilinear(src.data(), w, h, w, same.data(), w, h, w));
-  EXPECT_EQ(src, same);
+  Plane flat(w * h, 77), small(16, 0);
+  EXPECT_EQ(1, ResizeBilinear(flat.data(), w, h, w, small.data(), 4, 4, 4));
+  EXPECT_EQ(Plane(16, 77), small);
+  Plane random = RandomBytes(w * h, 3), same(w * h, 0);
+  EXPECT_EQ(1, ResizeBilinear(random.data(), w, h, w, same.data(), w, h, w));
+  EXPECT_EQ(random, same);
 }
 
 TEST(ResizeNearestNeighbor2, RampsAndModifiesTheSampledBytes) {
@@ -119,14 +105,12 @@ TEST(ResizeNearestNeighbor2, RampsAndModifiesTheSampledBytes) {
   src[3 * stride + 3] = 250;  // wraps modulo 256
   const Plane before = src;
   Plane dst(dstWidth * dstHeight + 8, kCanary);
-  ResizeNearestNeighbor2(src.data(), 1, 1, stride, dst.data(), dstWidth,
-                         dstHeight, 1000);
+  ResizeNearestNeighbor2(src.data(), 1, 1, stride, dst.data(), dstWidth, dstHeight, 1000);
   const int sampledRows[5] = {3, 19, 18, 34, 33};
   for (int r = 0; r < dstHeight; ++r) {
     const uint8_t start = before[sampledRows[r] * stride + 3];
     for (int j = 0; j < dstWidth; ++j) {
-      EXPECT_EQ(static_cast<uint8_t>(start + 8 * j), dst[r * dstWidth + j])
-          << "row " << r << " col " << j;
+      EXPECT_EQ(static_cast<uint8_t>(start + 8 * j), dst[r * dstWidth + j]) << r << "," << j;
     }
   }
   EXPECT_EQ((Plane{250, 2, 10, 18, 26}), Plane(dst.begin(), dst.begin() + 5));
@@ -135,22 +119,18 @@ TEST(ResizeNearestNeighbor2, RampsAndModifiesTheSampledBytes) {
   for (int i = 0; i < stride * srcRows; ++i) {
     bool sampled = false;
     for (int r : sampledRows) sampled |= i == r * stride + 3;
-    const uint8_t expected =
-        sampled ? static_cast<uint8_t>(before[i] + 8 * dstWidth) : before[i];
-    EXPECT_EQ(expected, src[i]) << i;
+    EXPECT_EQ(sampled ? static_cast<uint8_t>(before[i] + 8 * dstWidth) : before[i], src[i]) << i;
   }
 }
 
 // ---------------------------------------------------------------------------
 // Downscalers.
 
-TEST(DownScaleNewX16, BlockMeanRounding) {
-  // Flat planes keep their value.
+TEST(DownScaleNewX16, BlockMeanRoundingAndStepping) {
   for (uint8_t v : {0, 1, 128, 254, 255}) {
-    Plane src = Flat(8 * 40, v);
-    Plane dst(2 * 10, 0);
+    Plane src(8 * 40, v), dst(2 * 10, 0);
     EXPECT_EQ(0, DownScaleNewX16(src.data(), 8, 40, dst.data()));
-    EXPECT_EQ(Flat(20, v), dst) << int(v);
+    EXPECT_EQ(Plane(20, v), dst) << int(v);
   }
   // A 4x4 block summing to 24 gives (24 + 8) >> 4 = 2; 23 gives 1. The
   // blocks sit in the vector part (columns 0-31) and the 4-column tail.
@@ -162,36 +142,21 @@ TEST(DownScaleNewX16, BlockMeanRounding) {
   Plane dst(9, kCanary);
   DownScaleNewX16(src.data(), 4, 36, dst.data());
   EXPECT_EQ((Plane{0, 2, 0, 0, 0, 0, 0, 0, 1}), dst);
-}
-
-TEST(DownScaleNewX16, WidthAndHeightStepping) {
-  // Width 38: 32 columns in blocks of 32, then one 4-column step; the last
-  // 2 columns are not read. Height 6: one group of four rows, the last two
-  // rows are not read. Height 0: nothing at all.
-  const int w = 38, h = 6;
-  GuardedBuffer src(4 * w);  // only four rows exist
-  Plane pixels = TestPlane(4 * w, 5);
-  std::memcpy(src.data(), pixels.data(), pixels.size());
-  GuardedBuffer dst(w / 4);
-  EXPECT_EQ(0, DownScaleNewX16(src.data(), 4, w, dst.data()));
+  // Width 38: blocks of 32 columns, then one 4-column step; the last 2
+  // columns are not read. Height 6: one group of four rows; the last two
+  // rows are neither read (only four exist) nor give an output row.
+  const int w = 38;
+  const Plane pixels = TestPlane(4 * w, 5);
+  GuardedCopy guarded(pixels);
+  GuardedBuffer out(w / 4);
+  EXPECT_EQ(0, DownScaleNewX16(guarded.data(), 6, w, out.data()));
   Plane expected(w / 4);
   for (int x = 0; x < w / 4; ++x) {
     int sum = 0;
-    for (int y = 0; y < 4; ++y) {
-      for (int c = 0; c < 4; ++c) sum += pixels[y * w + 4 * x + c];
-    }
+    for (int k = 0; k < 16; ++k) sum += pixels[(k / 4) * w + 4 * x + k % 4];
     expected[x] = static_cast<uint8_t>((sum + 8) >> 4);
   }
-  EXPECT_EQ(expected, Plane(dst.data(), dst.data() + w / 4));
-
-  Plane tall = TestPlane(h * w, 6);
-  Plane out(2 * (w / 4), kCanary);
-  EXPECT_EQ(0, DownScaleNewX16(tall.data(), h, w, out.data()));
-  for (size_t i = w / 4; i < out.size(); ++i) EXPECT_EQ(kCanary, out[i]);
-
-  Plane none(16, kCanary);
-  EXPECT_EQ(0, DownScaleNewX16(tall.data(), 0, w, none.data()));
-  EXPECT_EQ(Plane(16, kCanary), none);
+  EXPECT_EQ(expected, Bytes(out, w / 4));
 }
 
 TEST(DownScale, BlockMeanAndDestinationStride) {
@@ -200,8 +165,7 @@ TEST(DownScale, BlockMeanAndDestinationStride) {
   const int w = 20, stride = 25, h = 4;
   Plane src(stride * h, 0);
   // Sets the 2x2 block of output (row, col) to a, b / c, d.
-  auto block = [&](int row, int col, uint8_t a, uint8_t b, uint8_t c,
-                   uint8_t d) {
+  auto block = [&](int row, int col, uint8_t a, uint8_t b, uint8_t c, uint8_t d) {
     uint8_t* p = src.data() + 2 * row * stride + 2 * col;
     p[0] = a; p[1] = b; p[stride] = c; p[stride + 1] = d;
   };
@@ -214,32 +178,20 @@ TEST(DownScale, BlockMeanAndDestinationStride) {
   block(1, 9, 0, 0, 2, 0);          // 1, in the tail
   Plane dst(12 + 10 + 4, kCanary);
   DownScale(src.data(), h, w, stride, dst.data());
-  const Plane row0 = {1, 0, 1, 0, 0, 0, 0, 0, 0, 1};
-  const Plane row1 = {255, 0, 0, 0, 0, 1, 0, 0, 0, 1};
-  EXPECT_EQ(row0, Plane(dst.begin(), dst.begin() + 10));
-  EXPECT_EQ(kCanary, dst[10]);
-  EXPECT_EQ(kCanary, dst[11]);
-  EXPECT_EQ(row1, Plane(dst.begin() + 12, dst.begin() + 22));
-  EXPECT_EQ(kCanary, dst[22]);
-}
-
-TEST(DownScale, OddWidthAndHeight) {
+  const Plane expected = {1, 0, 1, 0, 0, 0, 0, 0, 0, 1, kCanary, kCanary,
+                          255, 0, 0, 0, 0, 1, 0, 0, 0, 1, kCanary};
+  EXPECT_EQ(expected, Plane(dst.begin(), dst.begin() + 23));
   // Width 17, height 5: 8 outputs per row pair and two row pairs; the odd
   // column and the fifth row are never read, so a source that stops at
   // column 15 of row 3 and a 16-byte destination (rows 17 / 2 = 8 apart)
   // both suffice.
-  const int w = 17, stride = 17;
-  GuardedBuffer src(3 * stride + 16);
-  Plane pixels = TestPlane(src.size(), 7);
-  std::memcpy(src.data(), pixels.data(), pixels.size());
-  GuardedBuffer dst(16);
-  DownScale(src.data(), 5, w, stride, dst.data());
-  for (int row = 0; row < 2; ++row) {
-    for (int x = 0; x < 8; ++x) {
-      const uint8_t* p = pixels.data() + 2 * row * stride + 2 * x;
-      const int sum = p[0] + p[1] + p[stride] + p[stride + 1];
-      EXPECT_EQ((sum + 2) >> 2, dst.data()[8 * row + x]) << row << "," << x;
-    }
+  const Plane pixels = TestPlane(3 * 17 + 16, 7);
+  GuardedCopy odd(pixels);
+  GuardedBuffer out(16);
+  DownScale(odd.data(), 5, 17, 17, out.data());
+  for (int i = 0; i < 16; ++i) {
+    const uint8_t* p = pixels.data() + 2 * (i / 8) * 17 + 2 * (i % 8);
+    EXPECT_EQ((p[0] + p[1] + p[17] + p[18] + 2) >> 2, out.data()[i]) << i;
   }
 }
 
@@ -267,7 +219,7 @@ TEST(UpScaleX64, TwoByTwoInnerBlendsAndNearestBorder) {
   EXPECT_EQ((Plane{60, 60, 60, 60, 69, 93, 118, 142, 166, 191, 215, 239, 255, 255, 255, 255}), rows[11]);
 }
 
-TEST(UpScaleNewX16, TwoByTwoBlendsBordersAndCorners) {
+TEST(UpScaleNewX16, BlendsBordersAndCorners) {
   uint8_t src[4] = {10, 200, 60, 255};
   Plane dst(8 * 8, kCanary);
   UpScaleNewX16(src, 2, 2, dst.data());
@@ -277,36 +229,27 @@ TEST(UpScaleNewX16, TwoByTwoBlendsBordersAndCorners) {
   // Inner (3, 2): 5 * (7 * 10 + 200) + 3 * (7 * 60 + 255) = 3375, and
   // (3375 + 32) >> 6 = 53 where a plain shift would give 52.
   const std::vector<Plane> expected = {
-      {10, 10, 58, 58, 153, 153, 200, 200},
-      {10, 10, 58, 58, 153, 153, 200, 200},
-      {23, 23, 40, 88, 135, 183, 214, 214},
-      {23, 23, 53, 101, 149, 197, 214, 214},
-      {48, 48, 65, 114, 162, 210, 241, 241},
-      {48, 48, 78, 127, 175, 224, 241, 241},
-      {60, 60, 109, 109, 206, 206, 255, 255},
-      {60, 60, 109, 109, 206, 206, 255, 255}};
+      {10, 10, 58, 58, 153, 153, 200, 200},  {10, 10, 58, 58, 153, 153, 200, 200},
+      {23, 23, 40, 88, 135, 183, 214, 214},  {23, 23, 53, 101, 149, 197, 214, 214},
+      {48, 48, 65, 114, 162, 210, 241, 241}, {48, 48, 78, 127, 175, 224, 241, 241},
+      {60, 60, 109, 109, 206, 206, 255, 255}, {60, 60, 109, 109, 206, 206, 255, 255}};
   EXPECT_EQ(expected, Rows(dst.data(), 8, 8));
-}
-
-TEST(UpScaleNewX16, SingleRowAndColumnAreAllBorder) {
   // One source row: all four output rows are border rows. One source
   // column: all four output columns are border columns.
   uint8_t row[3] = {0, 100, 40};
-  Plane dst(12 * 4, kCanary);
-  UpScaleNewX16(row, 1, 3, dst.data());
-  const Plane line = {0, 0, 25, 25, 75, 75, 85, 85, 55, 55, 40, 40};
-  for (const Plane& r : Rows(dst.data(), 12, 4)) EXPECT_EQ(line, r);
-
+  Plane line(12 * 4, kCanary);
+  UpScaleNewX16(row, 1, 3, line.data());
+  for (const Plane& r : Rows(line.data(), 12, 4)) {
+    EXPECT_EQ((Plane{0, 0, 25, 25, 75, 75, 85, 85, 55, 55, 40, 40}), r);
+  }
   uint8_t column[2] = {100, 0};
   Plane out(4 * 8, kCanary);
   UpScaleNewX16(column, 2, 1, out.data());
   const uint8_t down[8] = {100, 100, 75, 75, 25, 25, 0, 0};
-  for (int y = 0; y < 8; ++y) {
-    EXPECT_EQ(Plane(4, down[y]), Plane(out.begin() + 4 * y, out.begin() + 4 * y + 4)) << y;
-  }
+  for (int y = 0; y < 8; ++y) EXPECT_EQ(Plane(4, down[y]), Rows(out.data(), 4, 8)[y]) << y;
 }
 
-TEST(UpScale, TwoByTwoPixelCentred) {
+TEST(UpScale, PixelCentredWithEdgeRepeat) {
   // Weights 12 : 4 between neighbours, edge outputs repeat the edge sample:
   // (1, 1) = (12 * (4 * 64) + 4 * (12 * 128 + 4 * 255) + 128) >> 8 = 52.
   // Output rows sit dstStride = 6 bytes apart; bytes 4-5 of a row are not
@@ -321,186 +264,39 @@ TEST(UpScale, TwoByTwoPixelCentred) {
   EXPECT_EQ(expected, Rows(dst.data(), 6, 4));
 }
 
-TEST(UpScale, FlatPlaneAndBounds) {
-  for (int h = 1; h <= 5; ++h) {
-    for (int w = 1; w <= 9; ++w) {
-      GuardedBuffer src(w * h);
-      std::memset(src.data(), 93, w * h);
-      GuardedBuffer dst(4 * w * h);
-      UpScale(src.data(), h, w, 2 * w, dst.data());
-      EXPECT_EQ(Flat(4 * w * h, 93), Plane(dst.data(), dst.data() + 4 * w * h));
-    }
-  }
-}
-
 // ---------------------------------------------------------------------------
-// Upscalers at every small size: the exported function stays inside the
-// w x h source and the scaled destination, matches the scalar reference,
-// and keeps a flat plane flat.
+// The upscalers at every small size write nothing before the destination
+// and keep a flat plane flat (UpScale at dstStride 2 * w).
 
-using UpFn = void (*)(uint8_t* src, int h, int w, uint8_t* dst);
-
-void CheckUpscalerBounds(int scale, UpFn exported,
-                         void (*reference)(const uint8_t*, int, int, uint8_t*)) {
-  for (int h = 1; h <= 7; ++h) {
-    for (int w = 1; w <= 19; ++w) {
-      SCOPED_TRACE(testing::Message() << "scale " << scale << " " << w << "x" << h);
-      const size_t in = static_cast<size_t>(w) * h;
-      const size_t out = in * scale * scale;
-      GuardedBuffer src(in);
-      Plane pixels = TestPlane(in, static_cast<uint32_t>(w * 31 + h));
-      std::memcpy(src.data(), pixels.data(), in);
-      // Canaries in front of the destination catch writes before it.
-      Plane dst(out + 64, kCanary);
-      exported(src.data(), h, w, dst.data() + 64);
-      ASSERT_EQ(Plane(64, kCanary), Plane(dst.begin(), dst.begin() + 64));
-      GuardedBuffer guarded(out);
-      exported(src.data(), h, w, guarded.data());
-      Plane expected(out);
-      reference(pixels.data(), h, w, expected.data());
-      ASSERT_EQ(expected, Plane(guarded.data(), guarded.data() + out));
-      ASSERT_EQ(expected, Plane(dst.begin() + 64, dst.end()));
-
-      std::memset(src.data(), 201, in);
-      exported(src.data(), h, w, guarded.data());
-      ASSERT_EQ(Flat(out, 201), Plane(guarded.data(), guarded.data() + out));
-    }
-  }
-}
-
-TEST(UpScaleX64, SmallSizesStayInBounds) {
-  CheckUpscalerBounds(
-      8, [](uint8_t* s, int h, int w, uint8_t* d) { UpScaleX64(s, h, w, 0, d); },
-      [](const uint8_t* s, int h, int w, uint8_t* d) { UpScaleX64_C(s, h, w, 0, d); });
-}
-
-TEST(UpScaleNewX16, SmallSizesStayInBounds) {
-  CheckUpscalerBounds(4, UpScaleNewX16, UpScaleNewX16_C);
-}
-
-TEST(DownScalers, ExportedStayInBoundsAndMatchReference) {
-  for (int h = 0; h <= 9; ++h) {
-    for (int w = 1; w <= 70; w += (w < 36 ? 1 : 5)) {
-      SCOPED_TRACE(testing::Message() << w << "x" << h);
-      // 4x4 mean: source h x w, destination (h / 4) x (w / 4).
-      {
-        const size_t in = static_cast<size_t>(w) * h;
-        const size_t out = static_cast<size_t>(h / 4) * (w / 4);
-        GuardedBuffer src(in), dst(out);
-        Plane pixels = TestPlane(in, w * 7 + h);
-        if (in) std::memcpy(src.data(), pixels.data(), in);
-        EXPECT_EQ(0, DownScaleNewX16(src.data(), h, w, dst.data()));
-        Plane expected(out);
-        DownScaleNewX16_C(pixels.data(), h, w, expected.data());
-        ASSERT_EQ(expected, Plane(dst.data(), dst.data() + out));
-      }
-      // 2x2 mean: rows srcStride = w + 3 apart; the last row read ends at w.
-      if (h >= 2) {
-        const int stride = w + 3, pairs = h / 2;
-        const size_t in = static_cast<size_t>(2 * pairs - 1) * stride + w;
-        const size_t out = static_cast<size_t>(pairs - 1) * (stride / 2) + w / 2;
-        GuardedBuffer src(in), dst(out);
-        Plane pixels = TestPlane(in, w * 11 + h);
-        std::memcpy(src.data(), pixels.data(), in);
-        DownScale(src.data(), h, w, stride, dst.data());
-        Plane expected(out);
-        DownScale_C(pixels.data(), h, w, stride, expected.data());
-        ASSERT_EQ(expected, Plane(dst.data(), dst.data() + out));
+TEST(ResampleBounds, UpscalersAtSmallSizes) {
+  for (int scale : {8, 4, 2}) {
+    for (int h = 1; h <= 7; ++h) {
+      for (int w = 1; w <= 19; ++w) {
+        const size_t in = static_cast<size_t>(w) * h, out = in * scale * scale;
+        GuardedCopy src(Plane(in, 201));
+        GuardedBuffer guarded(out + 64);  // canaries before, a guard page after
+        std::memset(guarded.data(), kCanary, out + 64);
+        uint8_t* dst = guarded.data() + 64;
+        if (scale == 8) UpScaleX64(src.data(), h, w, 0, dst);
+        if (scale == 4) UpScaleNewX16(src.data(), h, w, dst);
+        if (scale == 2) UpScale(src.data(), h, w, 2 * w, dst);
+        ASSERT_EQ(Plane(64, kCanary), Bytes(guarded, 64)) << w << "x" << h;
+        ASSERT_EQ(Plane(out, 201), Plane(dst, dst + out)) << w << "x" << h;
       }
     }
   }
 }
 
 // ---------------------------------------------------------------------------
-// Scalar references against their NEON twins over random sizes and inputs.
+// The exported functions and the vector twins against the scalar references:
+// every width up to 150 at several heights (0 and odd ones included),
+// random sizes (the x86 ones up to and past the chroma work planes), the
+// 1080p chroma work planes and alternating 0 / 255 extremes (the largest
+// neighbour differences, the worst case for the 16-bit running sums). The
+// source holds exactly the bytes read and the output exactly the bytes
+// written, each ending flush against a guard page.
 
-#if defined(__ARM_NEON) || defined(VD_X86_SIMD)
-uint32_t NextRandom(uint32_t* state) {
-  *state ^= *state << 13;
-  *state ^= *state >> 17;
-  *state ^= *state << 5;
-  return *state;
-}
-#endif
-
-TEST(ResampleTwins, ScalarAndNeonAgree) {
-#if !defined(__ARM_NEON)
-  GTEST_SKIP() << "no NEON in this build";
-#else
-  uint32_t state = 0x1234567u;
-  for (int trial = 0; trial < 120; ++trial) {
-    SCOPED_TRACE(trial);
-    const uint32_t seed = NextRandom(&state);
-    {
-      const int w = 1 + NextRandom(&state) % 140, h = NextRandom(&state) % 18;
-      Plane src = TestPlane(static_cast<size_t>(w) * h, seed);
-      const size_t out = static_cast<size_t>(h / 4) * (w / 4);
-      Plane a(out + 16, kCanary), b(out + 16, kCanary);
-      ASSERT_EQ(DownScaleNewX16_C(src.data(), h, w, a.data()),
-                DownScaleNewX16_NEON(src.data(), h, w, b.data()));
-      ASSERT_EQ(a, b) << "DownScaleNewX16 " << w << "x" << h;
-    }
-    {
-      const int w = 1 + NextRandom(&state) % 90, h = NextRandom(&state) % 9;
-      const int stride = w + NextRandom(&state) % 9;
-      Plane src = TestPlane(static_cast<size_t>(stride) * (h + 1), seed + 1);
-      const size_t out = static_cast<size_t>(stride / 2) * (h / 2 + 1) + 16;
-      Plane a(out, kCanary), b(out, kCanary);
-      DownScale_C(src.data(), h, w, stride, a.data());
-      DownScale_NEON(src.data(), h, w, stride, b.data());
-      ASSERT_EQ(a, b) << "DownScale " << w << "x" << h << " stride " << stride;
-    }
-    {
-      const int w = 1 + NextRandom(&state) % 40, h = 1 + NextRandom(&state) % 5;
-      Plane src = TestPlane(static_cast<size_t>(w) * h, seed + 2);
-      const size_t out = static_cast<size_t>(64) * w * h;
-      Plane a(out + 16, kCanary), b(out + 16, kCanary);
-      UpScaleX64_C(src.data(), h, w, 0, a.data());
-      UpScaleX64_NEON(src.data(), h, w, 0, b.data());
-      ASSERT_EQ(a, b) << "UpScaleX64 " << w << "x" << h;
-    }
-    {
-      const int w = 1 + NextRandom(&state) % 60, h = 1 + NextRandom(&state) % 8;
-      Plane src = TestPlane(static_cast<size_t>(w) * h, seed + 3);
-      const size_t out = static_cast<size_t>(16) * w * h;
-      Plane a(out + 16, kCanary), b(out + 16, kCanary);
-      UpScaleNewX16_C(src.data(), h, w, a.data());
-      UpScaleNewX16_NEON(src.data(), h, w, b.data());
-      ASSERT_EQ(a, b) << "UpScaleNewX16 " << w << "x" << h;
-    }
-  }
-#endif
-}
-
-TEST(ResampleTwins, ExtremeInputsAgree) {
-#if !defined(__ARM_NEON)
-  GTEST_SKIP() << "no NEON in this build";
-#else
-  // Alternating 0 / 255 columns and rows give the largest differences
-  // between neighbours, the worst case for the 16-bit running sums.
-  for (int w : {2, 8, 9, 17, 33}) {
-    for (int h : {2, 4}) {
-      Plane src(static_cast<size_t>(w) * h);
-      for (int y = 0; y < h; ++y) {
-        for (int x = 0; x < w; ++x) src[y * w + x] = ((x + y) & 1) ? 255 : 0;
-      }
-      Plane a(64 * w * h), b(64 * w * h);
-      UpScaleX64_C(src.data(), h, w, 0, a.data());
-      UpScaleX64_NEON(src.data(), h, w, 0, b.data());
-      ASSERT_EQ(a, b) << w << "x" << h;
-      UpScaleNewX16_C(src.data(), h, w, a.data());
-      UpScaleNewX16_NEON(src.data(), h, w, b.data());
-      ASSERT_EQ(a, b) << w << "x" << h;
-    }
-  }
-#endif
-}
-
-#if defined(VD_X86_SIMD)
-// The x86 twins against the scalar references: every small size, random
-// sizes up to and past the chroma work planes, alternating extremes, and
-// outputs that end flush against a guard page.
-struct X86Scalers {
+struct Twins {
   const char* name;
   int (*down4)(const uint8_t*, int, int, uint8_t*);
   void (*down2)(const uint8_t*, int, int, int, uint8_t*);
@@ -508,84 +304,104 @@ struct X86Scalers {
   void (*up4)(const uint8_t*, int, int, uint8_t*);
 };
 
-std::vector<X86Scalers> AllX86Scalers() {
-  std::vector<X86Scalers> twins = {{"SSE2", DownScaleNewX16_SSE2, DownScale_SSE2,
-                                    UpScaleX64_SSE2, UpScaleNewX16_SSE2}};
+uint8_t* Mut(const uint8_t* p) { return const_cast<uint8_t*>(p); }
+
+std::vector<Twins> AllTwins() {
+  std::vector<Twins> twins = {
+      {"exported",
+       [](const uint8_t* s, int h, int w, uint8_t* d) { return DownScaleNewX16(Mut(s), h, w, d); },
+       [](const uint8_t* s, int h, int w, int st, uint8_t* d) { DownScale(Mut(s), h, w, st, d); },
+       [](const uint8_t* s, int h, int w, int, uint8_t* d) { UpScaleX64(Mut(s), h, w, 7, d); },
+       [](const uint8_t* s, int h, int w, uint8_t* d) { UpScaleNewX16(Mut(s), h, w, d); }}};
+#if defined(__ARM_NEON)
+  twins.push_back(
+      {"NEON", DownScaleNewX16_NEON, DownScale_NEON, UpScaleX64_NEON, UpScaleNewX16_NEON});
+#endif
+#if defined(VD_X86_SIMD)
+  twins.push_back(
+      {"SSE2", DownScaleNewX16_SSE2, DownScale_SSE2, UpScaleX64_SSE2, UpScaleNewX16_SSE2});
   if (VdCpuSimdLevel() >= kVdSimdAvx2) {
-    twins.push_back({"AVX2", DownScaleNewX16_AVX2, DownScale_AVX2, UpScaleX64_AVX2,
-                     UpScaleNewX16_AVX2});
+    twins.push_back(
+        {"AVX2", DownScaleNewX16_AVX2, DownScale_AVX2, UpScaleX64_AVX2, UpScaleNewX16_AVX2});
   }
+#endif
   return twins;
 }
 
-void ExpectX86ScalersAgree(const X86Scalers& t, int w, int h, int stride,
-                           const Plane& src) {
-  {
-    const size_t out = static_cast<size_t>(h / 4) * (w / 4);
-    vdtest::GuardedBuffer b(out + 1);
-    Plane a(out + 1, kCanary);
-    std::memset(b.data(), kCanary, out + 1);
-    ASSERT_EQ(DownScaleNewX16_C(src.data(), h, w, a.data()),
-              t.down4(src.data(), h, w, b.data()));
-    ASSERT_EQ(a, Plane(b.data(), b.data() + out + 1)) << "DownScaleNewX16 " << w << "x" << h;
-  }
-  {
-    const size_t out = static_cast<size_t>(stride / 2) * (h / 2 + 1) + 16;
-    Plane a(out, kCanary), b(out, kCanary);
-    DownScale_C(src.data(), h, w, stride, a.data());
-    t.down2(src.data(), h, w, stride, b.data());
-    ASSERT_EQ(a, b) << "DownScale " << w << "x" << h << " stride " << stride;
-  }
-  if (h >= 1 && h <= 40) {
-    const size_t out = static_cast<size_t>(64) * w * h;
-    vdtest::GuardedBuffer b(out);
-    Plane a(out, kCanary);
-    std::memset(b.data(), kCanary, out);
-    UpScaleX64_C(src.data(), h, w, 0, a.data());
-    t.up8(src.data(), h, w, 0, b.data());
-    ASSERT_EQ(a, Plane(b.data(), b.data() + out)) << "UpScaleX64 " << w << "x" << h;
-  }
-  if (h >= 1) {
-    const size_t out = static_cast<size_t>(16) * w * h;
-    vdtest::GuardedBuffer b(out);
-    Plane a(out, kCanary);
-    std::memset(b.data(), kCanary, out);
-    UpScaleNewX16_C(src.data(), h, w, a.data());
-    t.up4(src.data(), h, w, b.data());
-    ASSERT_EQ(a, Plane(b.data(), b.data() + out)) << "UpScaleNewX16 " << w << "x" << h;
-  }
+// Runs fn on the reference's output a and the guarded output b, both starting
+// as canaries, and compares them; s is a guarded copy of the first `in`
+// bytes of src.
+template <typename Fn>
+void ExpectSame(const char* what, int w, int h, const Plane& src, size_t in, size_t out, Fn fn) {
+  GuardedCopy s(Plane(src.begin(), src.begin() + in));
+  GuardedBuffer b(out);
+  Plane a(out, kCanary);
+  std::memset(b.data(), kCanary, out);
+  fn(s.data(), a.data(), b.data());
+  ASSERT_EQ(a, Bytes(b, out)) << what << " " << w << "x" << h;
 }
 
-TEST(ResampleTwins, X86TwinsAgreeWithScalar) {
-  for (const X86Scalers& t : AllX86Scalers()) {
+void ExpectTwinsAgree(const Twins& t, int w, int h, int stride, const Plane& src) {
+  const size_t in = static_cast<size_t>(w) * h;
+  ExpectSame("DownScaleNewX16", w, h, src, in, static_cast<size_t>(h / 4) * (w / 4),
+             [&](const uint8_t* s, uint8_t* a, uint8_t* b) {
+               ASSERT_EQ(DownScaleNewX16_C(s, h, w, a), t.down4(s, h, w, b));
+             });
+  if (h >= 2) {  // rows stride apart; the last row read ends at w
+    const int pairs = h / 2;
+    ExpectSame("DownScale", w, h, src, static_cast<size_t>(2 * pairs - 1) * stride + w,
+               static_cast<size_t>(pairs - 1) * (stride / 2) + w / 2,
+               [&](const uint8_t* s, uint8_t* a, uint8_t* b) {
+                 DownScale_C(s, h, w, stride, a);
+                 t.down2(s, h, w, stride, b);
+               });
+  }
+  if (h < 1) return;
+  if (h <= 40) {
+    ExpectSame("UpScaleX64", w, h, src, in, 64 * in, [&](const uint8_t* s, uint8_t* a, uint8_t* b) {
+      UpScaleX64_C(s, h, w, 0, a);
+      t.up8(s, h, w, 0, b);
+    });
+  }
+  ExpectSame("UpScaleNewX16", w, h, src, in, 16 * in,
+             [&](const uint8_t* s, uint8_t* a, uint8_t* b) {
+               UpScaleNewX16_C(s, h, w, a);
+               t.up4(s, h, w, b);
+             });
+}
+
+TEST(ResampleTwins, AgreeWithScalar) {
+#if defined(VD_X86_SIMD)
+  const int randomWidth = 1000, randomHeight = 30;
+#else
+  const int randomWidth = 140, randomHeight = 18;
+#endif
+  for (const Twins& t : AllTwins()) {
     SCOPED_TRACE(t.name);
-    uint32_t state = 0x2468ace1u;
     for (int w = 1; w <= 150; ++w) {
-      const int h = 1 + w % 9;
-      ExpectX86ScalersAgree(t, w, h, w + w % 3, TestPlane(static_cast<size_t>(w + 2) * (h + 1), w));
+      for (int h : {w % 10, 1 + (w * 7) % 9}) {
+        ExpectTwinsAgree(t, w, h, w + w % 3, TestPlane(static_cast<size_t>(w + 2) * (h + 1), w));
+      }
     }
-    for (int trial = 0; trial < 150; ++trial) {
-      const int w = 1 + NextRandom(&state) % 1000, h = NextRandom(&state) % 30;
-      const int stride = w + NextRandom(&state) % 9;
-      ExpectX86ScalersAgree(t, w, h, stride,
-                            TestPlane(static_cast<size_t>(stride) * (h + 1), NextRandom(&state)));
+    const Plane dims = RandomBytes(4 * 150, 0x2468ace1u);
+    for (size_t i = 0; i < dims.size(); i += 4) {
+      const int w = 1 + (dims[i] * 256 + dims[i + 1]) % randomWidth, h = dims[i + 2] % randomHeight;
+      const int stride = w + dims[i + 3] % 9;
+      ExpectTwinsAgree(t, w, h, stride, TestPlane(static_cast<size_t>(stride) * (h + 1), i));
     }
     // Chroma work planes of a 1080p stripe: 960 wide at full scale, 240 and
     // 120 at the small scales.
-    ExpectX86ScalersAgree(t, 960, 96, 960, TestPlane(960 * 97, 5));
-    ExpectX86ScalersAgree(t, 240, 24, 240, TestPlane(240 * 25, 6));
-    ExpectX86ScalersAgree(t, 120, 23, 120, TestPlane(120 * 24, 7));
+    ExpectTwinsAgree(t, 960, 96, 960, TestPlane(960 * 97, 5));
+    ExpectTwinsAgree(t, 240, 24, 240, TestPlane(240 * 25, 6));
+    ExpectTwinsAgree(t, 120, 23, 120, TestPlane(120 * 24, 7));
     for (int w : {2, 8, 9, 17, 33, 48, 65, 120, 240}) {
       for (int h : {2, 4, 7}) {
         Plane src(static_cast<size_t>(w) * h);
-        for (int y = 0; y < h; ++y) {
-          for (int x = 0; x < w; ++x) src[y * w + x] = ((x + y) & 1) ? 255 : 0;
-        }
-        ExpectX86ScalersAgree(t, w, h, w, src);
+        for (size_t i = 0; i < src.size(); ++i) src[i] = ((i % w + i / w) & 1) ? 255 : 0;
+        ExpectTwinsAgree(t, w, h, w, src);
       }
     }
   }
 }
-#endif
 
 }  // namespace

@@ -6,6 +6,8 @@
 
 #include <immintrin.h>
 
+#include "image/convert_x86_common.h"
+
 namespace {
 
 inline __m256i Load32(const uint8_t* p) {
@@ -20,11 +22,10 @@ inline void Store32(uint8_t* p, __m256i v) {
 void MergeVUPlane_AVX2(const uint8_t* u, const uint8_t* v, uint8_t* vu,
                        int count) {
   if (count <= 0) return;
-  const size_t blocks = (static_cast<size_t>(count) + 7) / 8;
+  const size_t blocks = MergeVUBlockCount(count);
   size_t b = 0;
   // Four blocks per step when the output overlaps neither input.
-  if (VdRangesDisjoint(vu, 16 * blocks, u, 8 * blocks) &&
-      VdRangesDisjoint(vu, 16 * blocks, v, 8 * blocks)) {
+  if (MergeVUDisjoint(u, v, vu, blocks)) {
     for (; b + 4 <= blocks; b += 4) {
       const __m256i vs = Load32(v + 8 * b);
       const __m256i us = Load32(u + 8 * b);
@@ -35,23 +36,14 @@ void MergeVUPlane_AVX2(const uint8_t* u, const uint8_t* v, uint8_t* vu,
       Store32(vu + 16 * b + 32, _mm256_permute2x128_si256(lo, hi, 0x31));
     }
   }
-  for (; b < blocks; ++b) {
-    const __m128i vs =
-        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(v + 8 * b));
-    const __m128i us =
-        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(u + 8 * b));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(vu + 16 * b),
-                     _mm_unpacklo_epi8(vs, us));
-  }
+  MergeVUTail(u, v, vu, b, blocks);
 }
 
 void SplitVUPlane_AVX2(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes) {
   if (bytes <= 0) return;
-  const size_t blocks = ((static_cast<unsigned>(bytes) - 1u) >> 4) + 1u;
+  const size_t blocks = SplitVUBlockCount(bytes);
   size_t b = 0;
-  if (VdRangesDisjoint(vu, 16 * blocks, u, 8 * blocks) &&
-      VdRangesDisjoint(vu, 16 * blocks, v, 8 * blocks) &&
-      VdRangesDisjoint(u, 8 * blocks, v, 8 * blocks)) {
+  if (SplitVUDisjoint(vu, u, v, blocks)) {
     const __m256i low = _mm256_set1_epi16(0x00ff);
     for (; b + 4 <= blocks; b += 4) {
       const __m256i x0 = Load32(vu + 16 * b);
@@ -66,17 +58,7 @@ void SplitVUPlane_AVX2(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes) {
       Store32(v + 8 * b, _mm256_permute4x64_epi64(vs, 0xd8));
     }
   }
-  // Block by block, U stored before V.
-  for (; b < blocks; ++b) {
-    const __m128i x =
-        _mm_loadu_si128(reinterpret_cast<const __m128i*>(vu + 16 * b));
-    const __m128i ve = _mm_and_si128(x, _mm_set1_epi16(0x00ff));
-    const __m128i uo = _mm_srli_epi16(x, 8);
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(u + 8 * b),
-                     _mm_packus_epi16(uo, uo));
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(v + 8 * b),
-                     _mm_packus_epi16(ve, ve));
-  }
+  SplitVUTail(vu, u, v, b, blocks);
 }
 
 #endif  // x86-64

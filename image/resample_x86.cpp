@@ -9,28 +9,15 @@
 #include <cstddef>
 #include <cstring>
 
+#include "image/resample_x86_common.h"
+
 namespace {
 
-inline const uint8_t* Row(const uint8_t* plane, int stride, int y) {
-  return plane + static_cast<ptrdiff_t>(stride) * y;
-}
-inline uint8_t* Row(uint8_t* plane, int stride, int y) {
-  return plane + static_cast<ptrdiff_t>(stride) * y;
-}
-inline __m128i Load16(const uint8_t* p) {
-  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-}
 inline void Store16(uint8_t* p, __m128i v) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
 }
 inline void Store8(uint8_t* p, __m128i v) {
   _mm_storel_epi64(reinterpret_cast<__m128i*>(p), v);
-}
-
-// Sums of horizontally adjacent byte pairs: 8 16-bit lanes from 16 bytes.
-inline __m128i PairSums(__m128i x) {
-  return _mm_add_epi16(_mm_and_si128(x, _mm_set1_epi16(0x00ff)),
-                       _mm_srli_epi16(x, 8));
 }
 
 // ---------------------------------------------------------------------------
@@ -147,36 +134,13 @@ inline void Interval16x4Edge(const uint8_t* r, const uint8_t* /*unused*/,
 using IntervalBlock = void (*)(const uint8_t*, const uint8_t*, __m128i,
                                __m128i, uint8_t*);
 
-// Runs a 16-interval block over the width - 1 gaps (intervals) of a row pair
-// and writes kScale outputs per interval from out on. A row of 16 or more
-// intervals whose count is not a multiple of 16 ends with a block that
-// overlaps the previous one (it rewrites the same values); a shorter row
-// goes through zero-padded copies, so nothing outside the intervals + 1
-// source bytes and kScale * intervals output bytes is touched.
+// Runs a 16-interval block over the width - 1 gaps (intervals) of a row
+// pair; see IntervalRowBlocks for the realigned last block and the padded
+// short rows.
 template <int kScale, IntervalBlock block>
 inline void IntervalRow(const uint8_t* r0, const uint8_t* r1, int intervals,
                         __m128i w0, __m128i w1, uint8_t* out) {
-  if (intervals <= 0) return;
-  if (intervals < 16) {
-    uint8_t p0[32] = {0}, p1[32] = {0}, o[16 * kScale];
-    std::memcpy(p0, r0, static_cast<size_t>(intervals) + 1);
-    std::memcpy(p1, r1, static_cast<size_t>(intervals) + 1);
-    block(p0, p1, w0, w1, o);
-    std::memcpy(out, o, static_cast<size_t>(kScale * intervals));
-    return;
-  }
-  int j = 0;
-  for (; j + 16 <= intervals; j += 16) {
-    block(r0 + j, r1 + j, w0, w1, out + kScale * j);
-  }
-  if (j < intervals) {
-    j = intervals - 16;
-    block(r0 + j, r1 + j, w0, w1, out + kScale * j);
-  }
-}
-
-inline void Fill4(uint8_t* out, uint8_t v) {
-  out[0] = out[1] = out[2] = out[3] = v;
+  IntervalRowBlocks<16, kScale>(r0, r1, intervals, w0, w1, out, block);
 }
 
 // Repeats each of the width bytes of in 8 times.
@@ -233,11 +197,7 @@ int DownScaleNewX16_SSE2(const uint8_t* src, int height, int width,
       const __m128i q = _mm_srli_epi16(_mm_add_epi16(sums, eight), 4);
       Store8(out + x / 4, _mm_packus_epi16(q, q));
     }
-    for (; x + 4 <= width; x += 4) {
-      int sum = 0;
-      for (int c = 0; c < 4; ++c) sum += r0[x + c] + r1[x + c] + r2[x + c] + r3[x + c];
-      out[x / 4] = static_cast<uint8_t>((sum + 8) >> 4);
-    }
+    DownScale4x4Tail(r0, r1, r2, r3, x, width, out);
   }
   return 0;
 }
@@ -268,10 +228,7 @@ void DownScale_SSE2(const uint8_t* src, int height, int width, int srcStride,
       const __m128i q = _mm_srli_epi16(_mm_add_epi16(s, two), 2);
       Store8(out + x / 2, _mm_packus_epi16(q, q));
     }
-    for (; x + 2 <= width; x += 2) {
-      const int sum = r0[x] + r0[x + 1] + r1[x] + r1[x + 1];
-      out[x / 2] = static_cast<uint8_t>((sum + 2) >> 2);
-    }
+    DownScale2x2Tail(r0, r1, x, width, out);
   }
 }
 
@@ -280,67 +237,27 @@ void DownScale_SSE2(const uint8_t* src, int height, int width, int srcStride,
 
 void UpScaleX64_SSE2(const uint8_t* src, int height, int width,
                      int /*unused*/, uint8_t* dst) {
-  if (height <= 0 || width <= 0) return;
-  const int outWidth = 8 * width;
-  const int outHeight = 8 * height;
-  const size_t rowBytes = static_cast<size_t>(outWidth);
-  // Border rows: each source pixel of the first and last row 8 times.
-  for (int band = 0; band < 2; ++band) {
-    const int y0 = band == 0 ? 0 : outHeight - 4;
-    uint8_t* out = Row(dst, outWidth, y0);
-    Replicate8(Row(src, width, y0 >> 3), width, out);
-    for (int r = 1; r < 4; ++r) std::memcpy(out + r * rowBytes, out, rowBytes);
-  }
-  for (int i = 0; i + 1 < height; ++i) {
-    const uint8_t* r0 = Row(src, width, i);
-    const uint8_t* r1 = r0 + width;
-    for (int k = 0; k < 8; ++k) {
-      const int y = 8 * i + 4 + k;
-      uint8_t* out = Row(dst, outWidth, y);
-      const uint8_t* nearest = k < 4 ? r0 : r1;
-      Fill4(out, nearest[0]);
-      Fill4(out + outWidth - 4, nearest[width - 1]);
-      IntervalRow<8, Interval16x8>(r0, r1, width - 1,
-                                   _mm_set1_epi16(static_cast<short>(15 - 2 * k)),
-                                   _mm_set1_epi16(static_cast<short>(2 * k + 1)), out + 4);
-    }
-  }
+  UpScaleX64Walk(src, height, width, dst, Replicate8,
+                 [width](const uint8_t* r0, const uint8_t* r1, int k, uint8_t* out) {
+                   IntervalRow<8, Interval16x8>(
+                       r0, r1, width - 1, _mm_set1_epi16(static_cast<short>(15 - 2 * k)),
+                       _mm_set1_epi16(static_cast<short>(2 * k + 1)), out);
+                 });
 }
 
 void UpScaleNewX16_SSE2(const uint8_t* src, int height, int width,
                         uint8_t* dst) {
-  if (height <= 0 || width <= 0) return;
-  const int outWidth = 4 * width;
-  const int outHeight = 4 * height;
-  const size_t rowBytes = static_cast<size_t>(outWidth);
   const __m128i none = _mm_setzero_si128();
-  // Border rows: corners copied, the rest blended along the row.
-  for (int band = 0; band < 2; ++band) {
-    const int y0 = band == 0 ? 0 : outHeight - 2;
-    const uint8_t* in = Row(src, width, y0 >> 2);
-    uint8_t* out = Row(dst, outWidth, y0);
-    out[0] = out[1] = in[0];
-    out[outWidth - 2] = out[outWidth - 1] = in[width - 1];
-    IntervalRow<4, Interval16x4Edge>(in, in, width - 1, none, none, out + 2);
-    std::memcpy(out + rowBytes, out, rowBytes);
-  }
-  for (int i = 0; i + 1 < height; ++i) {
-    const uint8_t* r0 = Row(src, width, i);
-    const uint8_t* r1 = r0 + width;
-    for (int k = 0; k < 4; ++k) {
-      uint8_t* out = Row(dst, outWidth, 4 * i + 2 + k);
-      // Border columns: blended down the column only.
-      const int e0 = k < 2 ? 3 : 1, e1 = 4 - e0;
-      const uint8_t left = static_cast<uint8_t>((e0 * r0[0] + e1 * r1[0] + 2) >> 2);
-      const uint8_t right =
-          static_cast<uint8_t>((e0 * r0[width - 1] + e1 * r1[width - 1] + 2) >> 2);
-      out[0] = out[1] = left;
-      out[outWidth - 2] = out[outWidth - 1] = right;
-      IntervalRow<4, Interval16x4>(r0, r1, width - 1,
-                                   _mm_set1_epi16(static_cast<short>(7 - 2 * k)),
-                                   _mm_set1_epi16(static_cast<short>(2 * k + 1)), out + 2);
-    }
-  }
+  UpScaleNewX16Walk(
+      src, height, width, dst,
+      [width, none](const uint8_t* in, uint8_t* out) {
+        IntervalRow<4, Interval16x4Edge>(in, in, width - 1, none, none, out);
+      },
+      [width](const uint8_t* r0, const uint8_t* r1, int k, uint8_t* out) {
+        IntervalRow<4, Interval16x4>(r0, r1, width - 1,
+                                     _mm_set1_epi16(static_cast<short>(7 - 2 * k)),
+                                     _mm_set1_epi16(static_cast<short>(2 * k + 1)), out);
+      });
 }
 
 #endif  // x86-64

@@ -6,6 +6,8 @@
 
 #include <immintrin.h>
 
+#include "spatial/box_filter_x86_common.h"
+
 namespace {
 
 inline __m256i Load32(const uint8_t* p) {
@@ -100,33 +102,24 @@ inline void Rows16(const uint8_t* s, uint8_t* d, ptrdiff_t w, int x) {
   }
 }
 
-// Columns 1 .. width - 2 of `count` (1 or 2) output rows in blocks of 32; a
-// leftover is finished by one block aligned to end at column width - 2 (it
-// redoes finished columns with the same bytes). Rows of 16 to 31 inner
-// columns use blocks of 16 the same way, narrower rows go pixel by pixel.
+// Columns 1 .. width - 2 of `count` (1 or 2) output rows in blocks of 32
+// (see InnerColumnBlocks). Rows of 16 to 31 inner columns use blocks of 16
+// the same way, narrower rows go pixel by pixel.
 template <int count>
 void Rows(const uint8_t* s, uint8_t* d, int width) {
   const ptrdiff_t w = width;
+  if (InnerColumnBlocks<32>(width, [&](int x) {
+        if (count == 2) TwoRows32(s, d, w, x);
+        else OneRow32(s, d, w, x);
+      })) {
+    return;
+  }
+  if (InnerColumnBlocks<16>(width, [&](int x) { Rows16<count>(s, d, w, x); })) {
+    return;
+  }
   const int end = width - 1;
-  int x = 1;
-  if (end - x >= 32) {
-    for (; x + 32 <= end; x += 32) {
-      if (count == 2) TwoRows32(s, d, w, x);
-      else OneRow32(s, d, w, x);
-    }
-    if (x < end) {
-      if (count == 2) TwoRows32(s, d, w, end - 32);
-      else OneRow32(s, d, w, end - 32);
-    }
-    return;
-  }
-  if (end - x >= 16) {
-    for (; x + 16 <= end; x += 16) Rows16<count>(s, d, w, x);
-    if (x < end) Rows16<count>(s, d, w, end - 16);
-    return;
-  }
   for (int r = 0; r < count; ++r) {
-    for (x = 1; x < end; ++x) {
+    for (int x = 1; x < end; ++x) {
       d[r * w + x] = VdBoxMean9Int(VdBoxSum(s + (r + 1) * w + x, w, 1));
     }
   }
@@ -136,14 +129,10 @@ void Rows(const uint8_t* s, uint8_t* d, int width) {
 
 int BoxFilter3x3_AVX2(const unsigned char* src, unsigned char* dst, int width,
                       int rows, int iEdge) {
-  VdBoxCopyEdges(src, dst, width, rows, 1, iEdge);
-  const ptrdiff_t w = width;
-  int y = 1;
-  for (; y + 1 < rows - 1; y += 2) {
-    Rows<2>(src + (y - 1) * w, dst + y * w, width);
-  }
-  if (y < rows - 1) Rows<1>(src + (y - 1) * w, dst + y * w, width);
-  return 1;
+  return BoxFilterRowPairs(
+      src, dst, width, rows, iEdge,
+      [width](const uint8_t* s, uint8_t* d) { Rows<2>(s, d, width); },
+      [width](const uint8_t* s, uint8_t* d) { Rows<1>(s, d, width); });
 }
 
 #endif  // x86-64

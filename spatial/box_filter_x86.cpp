@@ -5,6 +5,8 @@
 
 #include <emmintrin.h>
 
+#include "spatial/box_filter_x86_common.h"
+
 namespace {
 
 inline __m128i Load16(const uint8_t* p) {
@@ -66,28 +68,20 @@ inline void OneRow16(const uint8_t* s, uint8_t* d, ptrdiff_t w, int x) {
                _mm_add_epi16(_mm_add_epi16(a_hi, b_hi), c_hi)));
 }
 
-// Columns 1 .. width - 2 of `count` (1 or 2) output rows in blocks of 16;
-// a leftover is finished by one block aligned to end at column width - 2
-// (it redoes finished columns with the same bytes, each output reading only
-// the source). Rows narrower than one block go pixel by pixel.
+// Columns 1 .. width - 2 of `count` (1 or 2) output rows in blocks of 16
+// (see InnerColumnBlocks). Rows narrower than one block go pixel by pixel.
 template <int count>
 void Rows(const uint8_t* s, uint8_t* d, int width) {
   const ptrdiff_t w = width;
-  const int end = width - 1;
-  int x = 1;
-  if (end - x >= 16) {
-    for (; x + 16 <= end; x += 16) {
-      if (count == 2) TwoRows16(s, d, w, x);
-      else OneRow16(s, d, w, x);
-    }
-    if (x < end) {
-      if (count == 2) TwoRows16(s, d, w, end - 16);
-      else OneRow16(s, d, w, end - 16);
-    }
+  if (InnerColumnBlocks<16>(width, [&](int x) {
+        if (count == 2) TwoRows16(s, d, w, x);
+        else OneRow16(s, d, w, x);
+      })) {
     return;
   }
+  const int end = width - 1;
   for (int r = 0; r < count; ++r) {
-    for (x = 1; x < end; ++x) {
+    for (int x = 1; x < end; ++x) {
       d[r * w + x] = VdBoxMean9(VdBoxSum(s + (r + 1) * w + x, w, 1));
     }
   }
@@ -95,18 +89,12 @@ void Rows(const uint8_t* s, uint8_t* d, int width) {
 
 }  // namespace
 
-// Inner rows 1 .. rows - 2 two at a time; an odd last row gets a single-row
-// pass with the same arithmetic.
 int BoxFilter3x3_SSE2(const unsigned char* src, unsigned char* dst, int width,
                       int rows, int iEdge) {
-  VdBoxCopyEdges(src, dst, width, rows, 1, iEdge);
-  const ptrdiff_t w = width;
-  int y = 1;
-  for (; y + 1 < rows - 1; y += 2) {
-    Rows<2>(src + (y - 1) * w, dst + y * w, width);
-  }
-  if (y < rows - 1) Rows<1>(src + (y - 1) * w, dst + y * w, width);
-  return 1;
+  return BoxFilterRowPairs(
+      src, dst, width, rows, iEdge,
+      [width](const uint8_t* s, uint8_t* d) { Rows<2>(s, d, width); },
+      [width](const uint8_t* s, uint8_t* d) { Rows<1>(s, d, width); });
 }
 
 #endif  // x86-64

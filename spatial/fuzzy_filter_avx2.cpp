@@ -6,11 +6,9 @@
 
 #include <immintrin.h>
 
-namespace {
+#include "spatial/fuzzy_filter_x86_common.h"
 
-inline __m128i Load16(const uint8_t* p) {
-  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-}
+namespace {
 
 // Adds the three taps of one source row (columns x - 1 .. x + 1 for the 16
 // lanes starting at r) to the row's 16-bit sum and their weights to wsum.
@@ -150,13 +148,7 @@ int FuzzyFilter_2_AVX2(const unsigned char* cur, const unsigned char* diff,
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i),
                         _mm256_permutevar8x32_epi32(packed, order));
   }
-  for (; i < end; i += 4) {
-    uint8_t v[4];
-    for (int k = 0; k < 4; ++k) {
-      v[k] = table[cur[i + k] * kNrBytesPerValue + diff[i + k] * 2 + sign[i + k]];
-    }
-    for (int k = 0; k < 4; ++k) out[i + k] = v[k];
-  }
+  FuzzyLookupTail(table, cur, diff, sign, out, i, end);
   return 0;
 }
 

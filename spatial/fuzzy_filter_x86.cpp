@@ -6,6 +6,8 @@
 
 #include <emmintrin.h>
 
+#include "spatial/fuzzy_filter_x86_common.h"
+
 namespace {
 
 struct RecipTable {
@@ -18,10 +20,6 @@ RecipTable BuildRecipTable() {
     t.r[w] = VdRecipRefined(static_cast<float>(w));
   }
   return t;
-}
-
-inline __m128i Load16(const uint8_t* p) {
-  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
 
 // kFuzzyRangeWeights[d] for d < 8, else 0, on sixteen bytes. SSE2 has no
@@ -172,13 +170,7 @@ int FuzzyFilter_2_SSE2(const unsigned char* cur, const unsigned char* diff,
     _mm_store_si128(reinterpret_cast<__m128i*>(idx + 8), hi);
     for (int k = 0; k < 16; ++k) out[i + k] = table[idx[k]];
   }
-  for (; i < end; i += 4) {
-    uint8_t v[4];
-    for (int k = 0; k < 4; ++k) {
-      v[k] = table[cur[i + k] * kNrBytesPerValue + diff[i + k] * 2 + sign[i + k]];
-    }
-    for (int k = 0; k < 4; ++k) out[i + k] = v[k];
-  }
+  FuzzyLookupTail(table, cur, diff, sign, out, i, end);
   return 0;
 }
 

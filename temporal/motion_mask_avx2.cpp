@@ -7,6 +7,8 @@
 #include <immintrin.h>
 #include <stddef.h>
 
+#include "temporal/motion_mask_x86_common.h"
+
 namespace {
 
 inline __m256i Load32(const unsigned char* p) {
@@ -30,19 +32,6 @@ inline void DiffAndSign32(const unsigned char* a, const unsigned char* b,
                     _mm256_set1_epi8(1)));
 }
 
-inline void DiffAndSign16(const unsigned char* a, const unsigned char* b,
-                          unsigned char* diff, unsigned char* sign) {
-  const __m128i av = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
-  const __m128i bv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
-  const __m128i d = _mm_or_si128(_mm_subs_epu8(av, bv), _mm_subs_epu8(bv, av));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(diff),
-                   _mm_min_epu8(d, _mm_set1_epi8(16)));
-  _mm_storeu_si128(
-      reinterpret_cast<__m128i*>(sign),
-      _mm_and_si128(_mm_cmpeq_epi8(_mm_subs_epu8(av, bv), _mm_setzero_si128()),
-                    _mm_set1_epi8(1)));
-}
-
 }  // namespace
 
 // Two rows of 32 pixels per step; see CalSAD_threshhold_C for the stepping.
@@ -50,35 +39,29 @@ void CalSAD_threshhold_AVX2(unsigned char* first, unsigned char* second,
                             unsigned char* out, int width, int height,
                             unsigned char threshold) {
   const int span = (width >> 5) * 32;
-  const int pairs = height >> 1;
   if (span <= 0) return;
   const __m256i thr = _mm256_set1_epi8(static_cast<char>(threshold));
   const __m256i ones = _mm256_set1_epi8(-1);
   const __m256i zero = _mm256_setzero_si256();
   const ptrdiff_t w = width;
-  for (int p = 0; p < pairs; ++p) {
+  ForEachRowPair(width, height, span, [&](ptrdiff_t o) {
+    const unsigned char* a = first + o;
+    const unsigned char* b = second + o;
+    unsigned char* m = out + o;
     for (int x = 0; x < span; x += 32) {
-      const __m256i a0 = Load32(first + x), b0 = Load32(second + x);
-      const __m256i a1 = Load32(first + w + x), b1 = Load32(second + w + x);
+      const __m256i a0 = Load32(a + x), b0 = Load32(b + x);
+      const __m256i a1 = Load32(a + w + x), b1 = Load32(b + w + x);
       // 0xff where |a - b| > threshold.
-      Store32(out + x,
+      Store32(m + x,
               _mm256_xor_si256(_mm256_cmpeq_epi8(
                                    _mm256_subs_epu8(AbsDiff(a0, b0), thr), zero),
                                ones));
-      Store32(out + w + x,
+      Store32(m + w + x,
               _mm256_xor_si256(_mm256_cmpeq_epi8(
                                    _mm256_subs_epu8(AbsDiff(a1, b1), thr), zero),
                                ones));
     }
-    first += span;
-    second += span;
-    out += span;
-    if (p + 1 < pairs) {
-      first += width;
-      second += width;
-      out += width;
-    }
-  }
+  });
 }
 
 // Two rows of 16-pixel blocks, 32 pixels per step while two blocks remain;
@@ -87,30 +70,23 @@ void CalDiffAbs_AVX2(unsigned char* first, unsigned char* second,
                      unsigned char* diff, unsigned char* sign, int width,
                      int height, int /*unused*/) {
   const int span = (width >> 4) * 16;
-  const int pairs = height >> 1;
   if (span <= 0) return;
   const ptrdiff_t w = width;
-  for (int p = 0; p < pairs; ++p) {
+  ForEachRowPair(width, height, span, [&](ptrdiff_t o) {
+    const unsigned char* a = first + o;
+    const unsigned char* b = second + o;
+    unsigned char* d = diff + o;
+    unsigned char* s = sign + o;
     int x = 0;
     for (; x + 32 <= span; x += 32) {
-      DiffAndSign32(first + x, second + x, diff + x, sign + x);
-      DiffAndSign32(first + w + x, second + w + x, diff + w + x, sign + w + x);
+      DiffAndSign32(a + x, b + x, d + x, s + x);
+      DiffAndSign32(a + w + x, b + w + x, d + w + x, s + w + x);
     }
     if (x < span) {
-      DiffAndSign16(first + x, second + x, diff + x, sign + x);
-      DiffAndSign16(first + w + x, second + w + x, diff + w + x, sign + w + x);
+      DiffAndSign16(a + x, b + x, d + x, s + x);
+      DiffAndSign16(a + w + x, b + w + x, d + w + x, s + w + x);
     }
-    first += span;
-    second += span;
-    diff += span;
-    sign += span;
-    if (p + 1 < pairs) {
-      first += width;
-      second += width;
-      diff += width;
-      sign += width;
-    }
-  }
+  });
 }
 
 #endif  // x86-64

@@ -1,0 +1,46 @@
+// Glue shared by the SSE2 (motion_mask_x86.cpp) and AVX2 (motion_mask_avx2.cpp)
+// motion kernels: the row-pair walk and the 16-pixel SSE2 steps both use.
+// Everything here has internal linkage, so the -mavx2 object and the
+// baseline object each keep their own copy.
+#ifndef VD_TEMPORAL_MOTION_MASK_X86_COMMON_H_
+#define VD_TEMPORAL_MOTION_MASK_X86_COMMON_H_
+
+#include <emmintrin.h>
+#include <stddef.h>
+
+namespace {
+
+// Calls pair(offset) for each of the height / 2 row pairs, offset being the
+// byte offset of the pair's first row in every plane. A pair covers the
+// first span bytes of its two rows, and the next pair starts span + width
+// bytes later, i.e. right after the span of the pair's second row.
+template <typename Pair>
+static inline void ForEachRowPair(int width, int height, int span, Pair pair) {
+  const int pairs = height >> 1;
+  const ptrdiff_t step = static_cast<ptrdiff_t>(span) + width;
+  for (int p = 0; p < pairs; ++p) pair(p * step);
+}
+
+static inline __m128i Load16(const unsigned char* p) {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+static inline void Store16(unsigned char* p, __m128i v) {
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+}
+static inline __m128i AbsDiff(__m128i a, __m128i b) {
+  return _mm_or_si128(_mm_subs_epu8(a, b), _mm_subs_epu8(b, a));
+}
+
+// min(|a - b|, 16) and (b >= a) for 16 pixels.
+static inline void DiffAndSign16(const unsigned char* a, const unsigned char* b,
+                                 unsigned char* diff, unsigned char* sign) {
+  const __m128i av = Load16(a), bv = Load16(b);
+  Store16(diff, _mm_min_epu8(AbsDiff(av, bv), _mm_set1_epi8(16)));
+  // b >= a exactly where a - b saturates to 0.
+  Store16(sign, _mm_and_si128(_mm_cmpeq_epi8(_mm_subs_epu8(av, bv), _mm_setzero_si128()),
+                              _mm_set1_epi8(1)));
+}
+
+}  // namespace
+
+#endif  // VD_TEMPORAL_MOTION_MASK_X86_COMMON_H_

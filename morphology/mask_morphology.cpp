@@ -53,43 +53,44 @@ int DeleteDiscretePoints_C(const uint8_t* src, uint8_t* dst, int width,
   return 1;
 }
 
+namespace {
+
+// The row-pair walk of the 5x5 erosion and the 9x9 dilation: (rows - 4) / 2
+// pairs starting at row k, each row covering VdMaskRowSpan(width, k) bytes
+// from column k; the next pair starts span + width + 2k bytes further on.
+template <uint8_t (*Window)(const uint8_t*, ptrdiff_t, int)>
+void MaskRowPairs(const uint8_t* src, uint8_t* dst, int width, int rows,
+                  int k) {
+  const ptrdiff_t w = width;
+  const int span = VdMaskRowSpan(width, k);
+  ptrdiff_t pos = k * w + k;
+  for (int pair = 0; pair < ((rows - 4) >> 1); ++pair) {
+    for (int i = 0; i < span; ++i) {
+      dst[pos + i] = Window(src + pos + i, w, k);
+      dst[pos + w + i] = Window(src + pos + w + i, w, k);
+    }
+    pos += span + w + 2 * k;
+  }
+}
+
+}  // namespace
+
+// An odd last interior row is left unwritten.
 int Erose5x5_C(const uint8_t* src, uint8_t* dst, int width, int rows,
                int edgeType) {
   VdCopyMaskBorders(src, dst, width, rows, edgeType, 2);
-  // (rows - 4) / 2 row pairs from row 2, each row covering
-  // VdMaskRowSpan(width, 2) bytes from column 2; the next pair starts
-  // span + width + 4 bytes further on. An odd last interior row is left.
-  const ptrdiff_t w = width;
-  const int span = VdMaskRowSpan(width, 2);
-  ptrdiff_t pos = 2 * w + 2;
-  for (int pair = 0; pair < ((rows - 4) >> 1); ++pair) {
-    for (int i = 0; i < span; ++i) {
-      dst[pos + i] = VdAndWindow(src + pos + i, w, 2);
-      dst[pos + w + i] = VdAndWindow(src + pos + w + i, w, 2);
-    }
-    pos += span + w + 4;
-  }
+  MaskRowPairs<VdAndWindow>(src, dst, width, rows, 2);
   return 1;
 }
 
+// The pair count is (rows - 4) / 2 although the footprint reaches four rows
+// each way: starting at row 4 the pairs run to the last given row,
+// overwriting the copied bottom border and reading four source rows past the
+// end.
 int Dilate9x9_C(const uint8_t* src, uint8_t* dst, int width, int rows,
                 int edgeType) {
   VdCopyMaskBorders(src, dst, width, rows, edgeType, 4);
-  // The pair count is (rows - 4) / 2 although the footprint reaches four
-  // rows each way: starting at row 4 the pairs run to the last given row,
-  // overwriting the copied bottom border and reading four source rows past
-  // the end. Each row covers VdMaskRowSpan(width, 4) bytes from column 4;
-  // the next pair starts span + width + 8 bytes further on.
-  const ptrdiff_t w = width;
-  const int span = VdMaskRowSpan(width, 4);
-  ptrdiff_t pos = 4 * w + 4;
-  for (int pair = 0; pair < ((rows - 4) >> 1); ++pair) {
-    for (int i = 0; i < span; ++i) {
-      dst[pos + i] = VdOrWindow(src + pos + i, w, 4);
-      dst[pos + w + i] = VdOrWindow(src + pos + w + i, w, 4);
-    }
-    pos += span + w + 8;
-  }
+  MaskRowPairs<VdOrWindow>(src, dst, width, rows, 4);
   return 1;
 }
 

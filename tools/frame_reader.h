@@ -20,7 +20,8 @@ enum class PixelFormat { kNone, kI420, kNV21 };
 // Accepts ffmpeg's names: "nv21", and "yuv420p" or its alias "i420".
 bool ParsePixelFormat(const std::string& text, PixelFormat* format);
 const char* PixelFormatName(PixelFormat format);
-// Parses "WxH" (for example "1920x1080").
+// Parses "WxH" (for example "1920x1080") or one of ffmpeg's size names
+// ("hd720", "hd1080", "4k" = 4096x2160, "uhd2160" = 3840x2160, "vga", ...).
 bool ParseFrameSize(const std::string& text, int* width, int* height);
 
 // Bytes of one 8-bit 4:2:0 frame; odd sizes round the chroma planes up.
@@ -48,6 +49,9 @@ struct FrameReader {
   size_t frame_bytes = 0;
   int64_t frames_read = 0;   // whole frames read so far
   int64_t total_frames = -1; // from the file size; -1 when not known
+  // YUV4MPEG2: the fields of the last frame's FRAME line, with their
+  // leading space ("" for a plain marker), for FormatY4mFrameLine.
+  std::string frame_params;
   // Bytes read ahead while telling the formats apart, consumed first.
   std::string pending;
 };

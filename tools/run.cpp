@@ -1,5 +1,7 @@
 #include "tools/run.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
@@ -16,6 +18,7 @@
 #include "tools/progress.h"
 #include "tools/schedule.h"
 #include "tools/text_file.h"
+#include "tools/y4m.h"
 
 namespace vdtool {
 
@@ -102,6 +105,63 @@ void PrintScoreHeader(FILE* report, const char* first_column) {
                "plane", "PSNR in", "PSNR out", "gain", "SSIM in", "SSIM out");
 }
 
+// Binary video on a terminal is garbage on the screen and a stuck terminal.
+bool RefuseTerminalOutput(const Options& o) {
+  if (!OutputIsTerminal(o.output)) return false;
+  PrintError(
+      (o.output == "-" ? std::string("standard output") : o.output) +
+      " is a terminal, and vdenoise writes binary video; name an output "
+      "file, or send standard output to a file or a program, e.g.\n"
+      "  vdenoise IN - > out.y4m\n"
+      "  vdenoise IN - | ffmpeg -f yuv4mpegpipe -i - out.mp4");
+  return true;
+}
+
+// Decides whether an existing output file may be replaced: -y yes, -n no,
+// otherwise ask when standard input is a terminal that carries no video,
+// and refuse when it is not.
+bool MayReplaceOutput(const Options& o) {
+  if (!OutputWouldReplace(o.output)) return true;
+  switch (o.overwrite) {
+    case Overwrite::kYes:
+      return true;
+    case Overwrite::kNo:
+      PrintError(o.output + " already exists and -n says never to overwrite");
+      return false;
+    case Overwrite::kAsk:
+      break;
+  }
+  if (o.input != "-" && o.reference != "-" && isatty(STDIN_FILENO) == 1) {
+    if (AskYesNo(stdin, stderr, "vdenoise: " + o.output +
+                                    " already exists. Overwrite?")) {
+      return true;
+    }
+    PrintError("not overwriting " + o.output);
+    return false;
+  }
+  PrintError(o.output + " already exists; give -y to overwrite it");
+  return false;
+}
+
+// Frames named by --png-frames that the run never reached.
+void WarnMissingPictures(const Options& o, const std::set<int64_t>& pictured,
+                         int64_t done) {
+  std::vector<int64_t> missing;
+  for (int64_t n : o.png_frames) {
+    if (!pictured.count(n)) missing.push_back(n);
+  }
+  if (missing.empty() || done == 0) return;
+  std::sort(missing.begin(), missing.end());
+  missing.erase(std::unique(missing.begin(), missing.end()), missing.end());
+  std::string list;
+  for (int64_t n : missing) list += (list.empty() ? "" : ", ") + std::to_string(n);
+  const int64_t first = o.skip, last = o.skip + done - 1;
+  PrintWarning(std::string(missing.size() == 1 ? "no picture of frame "
+                                               : "no pictures of frames ") +
+               list + ": the frames denoised are " + std::to_string(first) +
+               (first == last ? std::string() : " to " + std::to_string(last)));
+}
+
 }  // namespace
 
 void PrintError(const std::string& message) {
@@ -114,6 +174,7 @@ void PrintWarning(const std::string& message) {
 
 int RunDenoise(const Options& o) {
   std::string error;
+  if (RefuseTerminalOutput(o)) return kExitUsage;
 
   // Everything that can be checked before touching the output.
   std::vector<ScheduleEntry> schedule;
@@ -168,6 +229,11 @@ int RunDenoise(const Options& o) {
   }
   const int width = input.width, height = input.height;
   const bool full_range = input.is_y4m && input.y4m.full_range;
+  if (!MayReplaceOutput(o)) {
+    CloseFrameReader(&input);
+    CloseFrameReader(&reference);
+    return kExitUsage;
+  }
 
   InstallLibraryLog(o.verbose ? stderr : nullptr);
   if (!StartDenoiser(width, height, o.config, &error)) {
@@ -230,8 +296,9 @@ int RunDenoise(const Options& o) {
     ReadResult r = ReadFrame(&input, read_buffer.data(), &error);
     if (r != ReadResult::kFrame) {
       if (r == ReadResult::kEnd || r == ReadResult::kTruncated) {
-        PrintError(input.name + " has only " + std::to_string(input.frames_read) +
-                   " whole frames; --skip " + std::to_string(o.skip) +
+        PrintError(input.name + " has only " +
+                   CountOf(input.frames_read, "whole frame") + "; --skip " +
+                   std::to_string(o.skip) +
                    " leaves none to denoise");
       } else {
         PrintError(error);
@@ -293,9 +360,10 @@ int RunDenoise(const Options& o) {
     bool written;
     if (native_i420) {
       NV21ToI420(nv21_out.data(), f.output.data(), width, height);
-      static const char kMarker[] = "FRAME\n";
+      // A FRAME line's own fields travel with the frame.
+      const std::string marker = FormatY4mFrameLine(input.frame_params);
       written = (!input.is_y4m ||
-                 WriteOutput(&output, kMarker, sizeof(kMarker) - 1, &error)) &&
+                 WriteOutput(&output, marker.data(), marker.size(), &error)) &&
                 WriteOutput(&output, f.output.data(), frame_bytes, &error);
     } else {
       written = WriteOutput(&output, nv21_out.data(), frame_bytes, &error);
@@ -303,7 +371,7 @@ int RunDenoise(const Options& o) {
     }
     if (!written) {
       ClearProgress(&progress);
-      PrintError(error + " (after " + std::to_string(done) + " frames)");
+      PrintError(error + " (after " + CountOf(done, "frame") + ")");
       return finish(kExitOutput);
     }
     ++done;
@@ -324,8 +392,8 @@ int RunDenoise(const Options& o) {
         ClearProgress(&progress);
         PrintWarning(rr == ReadResult::kEnd || rr == ReadResult::kTruncated
                          ? "the reference ends after " +
-                               std::to_string(reference.frames_read) +
-                               " frames; the quality report covers only the "
+                               CountOf(reference.frames_read, "frame") +
+                               "; the quality report covers only the "
                                "frames before that"
                          : "reference: " + ref_error +
                                "; the quality report stops here");
@@ -382,15 +450,15 @@ int RunDenoise(const Options& o) {
   }
   output_open = false;
   ShowLibraryMessages(&notes, &progress);
+  WarnMissingPictures(o, pictured, done);
   const LibraryTiming timing = GetLibraryTiming();
 
   if (in_totals.frames > 0) {
     if (o.per_frame) std::fputc('\n', report);
     std::fprintf(report,
-                 "quality against %s over %" PRId64
-                 " frames (PSNR of the mean MSE; SSIM: Gaussian 11x11 window, "
-                 "sigma 1.5, mean over frames):\n",
-                 o.reference.c_str(), in_totals.frames);
+                 "quality against %s over %s (PSNR of the mean MSE; SSIM: "
+                 "Gaussian 11x11 window, sigma 1.5, mean over frames):\n",
+                 o.reference.c_str(), CountOf(in_totals.frames, "frame").c_str());
     PrintScoreHeader(report, "");
     for (int p = 0; p < 3; ++p) {
       double pin = MeanPsnr(in_totals, p), pout = MeanPsnr(out_totals, p);
@@ -404,13 +472,13 @@ int RunDenoise(const Options& o) {
   }
   if (notes.repeats > 0) {
     PrintWarning("the library repeated its messages " +
-                 std::to_string(notes.repeats) + " more times");
+                 CountOf(notes.repeats, "more time"));
   }
   if (!o.quiet) {
     char line[256];
-    std::snprintf(line, sizeof(line),
-                  "vdenoise: %" PRId64 " frames in %.2f s (%.1f fps)", done,
-                  seconds, seconds > 0 ? done / seconds : 0.0);
+    std::snprintf(line, sizeof(line), "vdenoise: %s in %.2f s (%.1f fps)",
+                  CountOf(done, "frame").c_str(), seconds,
+                  seconds > 0 ? done / seconds : 0.0);
     std::string summary = line;
     if (timing.lines > 0) {
       std::snprintf(line, sizeof(line), ", library %.1f ms per frame",
@@ -427,8 +495,11 @@ int RunDenoise(const Options& o) {
   CloseFrameReader(&input);
   CloseFrameReader(&reference);
   if (truncated) {
-    PrintError(truncation + "; the " + std::to_string(done) +
-               " whole frames before it were written to " +
+    PrintError(truncation + "; " +
+               (done == 1 ? std::string("the whole frame before it was")
+                          : "the " + std::to_string(done) +
+                                " whole frames before it were") +
+               " written to " +
                (o.output == "-" ? std::string("standard output") : o.output));
     return kExitTruncated;
   }

@@ -77,6 +77,10 @@ TEST(OptionsTest, EveryOptionInBothSpellings) {
 TEST(OptionsTest, PicturesDefaultToTheFirstAndLastFrame) {
   Options o = Ok({"--png", "d", "a", "b"});
   EXPECT_EQ(o.png_frames, (std::vector<int64_t>{0}));
+  // The first frame denoised, that is after the skipped ones.
+  o = Ok({"--png", "d", "--skip", "5", "a", "b"});
+  EXPECT_EQ(o.png_frames, (std::vector<int64_t>{5}));
+  EXPECT_TRUE(o.png_last);
   EXPECT_TRUE(o.png_last);
   o = Ok({"--png", "d", "--png-frames", "5", "a", "b"});
   EXPECT_EQ(o.png_frames, (std::vector<int64_t>{5}));
@@ -92,11 +96,13 @@ TEST(OptionsTest, DashDashEndsOptions) {
 TEST(OptionsTest, DemoTakesItsOwnOptionsOnly) {
   Options o = Ok({"--demo"});
   EXPECT_TRUE(o.demo);
-  EXPECT_EQ(o.demo_dir, "vdenoise-demo");
+  EXPECT_EQ(o.demo_dir, "");  // chosen when it runs
+  EXPECT_FALSE(o.keep_clips);
   EXPECT_EQ(o.max_frames, 24);
-  o = Ok({"--demo", "--out", "/tmp/x", "--frames", "5", "-q"});
+  o = Ok({"--demo", "--out", "/tmp/x", "--frames", "5", "-q", "--keep-clips"});
   EXPECT_EQ(o.demo_dir, "/tmp/x");
   EXPECT_EQ(o.max_frames, 5);
+  EXPECT_TRUE(o.keep_clips);
   EXPECT_NE(Refused({"--demo", "in.y4m"}).find("takes no input"), std::string::npos);
   EXPECT_NE(Refused({"--demo", "--iso", "400"}).find("--iso does not apply"),
             std::string::npos);
@@ -104,12 +110,17 @@ TEST(OptionsTest, DemoTakesItsOwnOptionsOnly) {
             std::string::npos);
   EXPECT_NE(Refused({"--out", "d", "a", "b"}).find("--out belongs to --demo"),
             std::string::npos);
+  EXPECT_NE(Refused({"--keep-clips", "a", "b"}).find("belongs to --demo"),
+            std::string::npos);
+  EXPECT_NE(Refused({"--demo", "-y"}).find("-y does not apply"),
+            std::string::npos);
 }
 
 TEST(OptionsTest, HelpAndVersionNeedNothingElse) {
   EXPECT_TRUE(Ok({"--help"}).help);
   EXPECT_TRUE(Ok({"-h"}).help);
   EXPECT_TRUE(Ok({"--version"}).version);
+  EXPECT_TRUE(Ok({"-V"}).version);
   EXPECT_TRUE(Ok({"a", "--help"}).help);
 }
 
@@ -121,6 +132,8 @@ TEST(OptionsTest, MistakesAreRefusedWithTheReason) {
             std::string::npos);
   EXPECT_EQ(Refused({"--bogus", "a", "b"}), "unknown option --bogus");
   EXPECT_EQ(Refused({"-x", "a", "b"}), "unknown option -x");
+  EXPECT_EQ(Refused({"--pixfmt", "nv21", "a", "b"}),
+            "unknown option --pixfmt (did you mean --pix-fmt?)");
   EXPECT_EQ(Refused({"a", "b", "--iso"}), "option --iso needs a value");
   EXPECT_NE(Refused({"--iso", "high", "a", "b"}).find("whole number"),
             std::string::npos);
@@ -153,6 +166,62 @@ TEST(OptionsTest, MistakesAreRefusedWithTheReason) {
   EXPECT_EQ(Refused({"--quiet=yes", "a", "b"}), "option --quiet takes no value");
 }
 
+TEST(OptionsTest, FfmpegHabits) {
+  // Overwriting: ask by default, -y always, -n never, not both.
+  EXPECT_EQ(Ok({"a", "b"}).overwrite, Overwrite::kAsk);
+  EXPECT_EQ(Ok({"-y", "a", "b"}).overwrite, Overwrite::kYes);
+  EXPECT_EQ(Ok({"a", "b", "-n"}).overwrite, Overwrite::kNo);
+  EXPECT_EQ(Ok({"-y", "-y", "a", "b"}).overwrite, Overwrite::kYes);
+  EXPECT_NE(Refused({"-y", "-n", "a", "b"}).find("contradict"),
+            std::string::npos);
+  // -i names the input; the output stays the last argument.
+  Options o = Ok({"-i", "in.y4m", "-y", "out.y4m"});
+  EXPECT_EQ(o.input, "in.y4m");
+  EXPECT_EQ(o.output, "out.y4m");
+  EXPECT_NE(Refused({"-i", "a", "b", "c"}).find("too many arguments: \"c\""),
+            std::string::npos);
+  EXPECT_NE(Refused({"-i", "a"}).find("missing the output"), std::string::npos);
+  EXPECT_NE(Refused({"-i", "a", "-i", "b", "c"}).find("twice"), std::string::npos);
+  // ffmpeg's pipe names; other descriptors are named through /dev/fd.
+  o = Ok({"pipe:", "pipe:"});
+  EXPECT_EQ(o.input, "-");
+  EXPECT_EQ(o.output, "-");
+  o = Ok({"--reference", "pipe:0", "pipe:0", "pipe:1"});
+  EXPECT_EQ(o.input, "-");
+  EXPECT_EQ(o.reference, "-");
+  EXPECT_EQ(o.output, "-");
+  EXPECT_NE(Refused({"pipe:1", "out"}).find("/dev/fd/N"), std::string::npos);
+  EXPECT_NE(Refused({"in", "pipe:0"}).find("/dev/fd/N"), std::string::npos);
+  EXPECT_NE(Refused({"", "out"}).find("empty file name"), std::string::npos);
+  // ffmpeg's spellings of the raw layout, and its size names.
+  o = Ok({"-video_size", "hd720", "-pix_fmt", "yuv420p", "a", "b"});
+  EXPECT_EQ(o.raw.width, 1280);
+  EXPECT_EQ(o.raw.height, 720);
+  EXPECT_EQ(o.raw.format, PixelFormat::kI420);
+  o = Ok({"-s", "4k", "--pix-fmt", "nv21", "a", "b"});
+  EXPECT_EQ(o.raw.width, 4096);
+  EXPECT_NE(Refused({"-s", "hd", "--pix-fmt", "nv21", "a", "b"})
+                .find("a name such as hd1080"),
+            std::string::npos);
+  // "Did you mean": typos, and single-dash long options.
+  EXPECT_EQ(NearestOption("-iso"), "--iso");
+  EXPECT_EQ(NearestOption("-verbose"), "--verbose");
+  EXPECT_EQ(NearestOption("--refrence"), "--reference");
+  EXPECT_EQ(NearestOption("--pngframes"), "--png-frames");
+  EXPECT_EQ(NearestOption("--pix_fmt"), "-pix_fmt");  // an alias
+  EXPECT_EQ(NearestOption("--version"), "--version");
+  EXPECT_EQ(NearestOption("-x"), "");
+  EXPECT_EQ(NearestOption("--frobnicate"), "");
+  // Every name offered as a suggestion is one the parser takes.
+  for (const std::string& name : OptionNames()) {
+    std::string error;
+    Options parsed;
+    std::vector<const char*> argv = {"vdenoise", name.c_str(), "1"};
+    ParseOptions(3, argv.data(), &parsed, &error);
+    EXPECT_EQ(error.find("unknown option"), std::string::npos) << name;
+  }
+}
+
 TEST(OptionsTest, HelpDocumentsEveryOptionWithExamples) {
   const std::string help = HelpText(true);
   // Every option the parser knows appears in the help.
@@ -160,7 +229,9 @@ TEST(OptionsTest, HelpDocumentsEveryOptionWithExamples) {
        {"-s WxH", "--pix-fmt", "--frames", "--skip", "--type", "--iso",
         "--schedule", "--config", "--reference", "--per-frame", "--png DIR",
         "--png-frames", "--png-zoom", "--png-crop", "--quiet", "--verbose",
-        "--demo", "--out", "--help", "--version"}) {
+        "--demo", "--out", "--keep-clips", "--help", "--version", "-V",
+        "-y ", "-n ", "-i INPUT", "-video_size", "-pix_fmt", "pipe:",
+        "hd720"}) {
     EXPECT_NE(help.find(name), std::string::npos) << name;
   }
   EXPECT_NE(help.find("Gaussian 11x11 window (sigma 1.5, K1 0.01, K2 0.03)"),

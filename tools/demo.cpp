@@ -256,6 +256,13 @@ int RunDemo(const Options& o) {
       // coarse end, where both noise and lost detail show.
       po.crop_x = static_cast<int>(0.62 * w);
       po.crop_y = static_cast<int>(0.22 * h);
+      // And one on the rolling disc's leading edge over the bricks, where
+      // motion shows as smear or left-over noise.
+      double cx = 0, cy = 0, radius = 0;
+      DemoDiscPosition(scene, frames - 1, &cx, &cy, &radius);
+      const Region crop = LayoutPicture(w, h, po).crop;
+      po.more_crops = {{static_cast<int>(cx + radius) - crop.width / 2,
+                        static_cast<int>(cy) - crop.height / 2}};
       po.title = "level " + std::to_string(level.level) + "  type " +
                  std::to_string(level.type) + "  iso " +
                  std::to_string(level.iso) + "  frame " +

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -59,15 +60,28 @@ std::string SsimGain(double before, double after) {
 
 // The methods the demo compares, each denoising the same noisy clip.
 struct DemoMethod {
-  const char* name;
+  Method method;
 };
 
 std::vector<DemoMethod> DemoMethods() {
-  std::vector<DemoMethod> methods = {{"fuzzy"}};
+  std::vector<DemoMethod> methods = {{Method::kFuzzy}};
   // The adaptive method, when the library has it, gets a row and a panel
   // of its own.
+  if (MethodAvailable(Method::kAdaptive)) {
+    methods.push_back({Method::kAdaptive});
+  }
   return methods;
 }
+
+// One method's denoiser, kept clip and scores over a level.
+struct MethodRun {
+  Denoiser denoiser;
+  OutputFile clip;
+  std::string clip_path;
+  std::vector<uint8_t> frame;  // the denoised frame, I420
+  ClipScores scores;
+  double seconds = 0;  // in the library's frame calls
+};
 
 // The running program's own path, or "" when it cannot be told.
 std::string ExecutablePath() {
@@ -123,7 +137,8 @@ int DemoClipFrames(int frames, int clips, long long frame_bytes) {
   return static_cast<int>(std::min<long long>(frames, std::max(fit, 1ll)));
 }
 
-std::string DemoDirInBuild(const std::string& exe, const std::string& build_dir) {
+std::string DemoDirInBuild(const std::string& exe,
+                           const std::string& build_dir) {
   if (exe.empty() || build_dir.empty()) return "";
   std::string root = build_dir;
   while (root.size() > 1 && root.back() == '/') root.pop_back();
@@ -135,7 +150,8 @@ int RunDemo(const Options& o) {
   const int w = kDemoWidth, h = kDemoHeight;
   const int frames = static_cast<int>(o.max_frames);
   const std::vector<DemoMethod> methods = DemoMethods();
-  const int levels = static_cast<int>(sizeof(kDemoLevels) / sizeof(kDemoLevels[0]));
+  const int levels =
+      static_cast<int>(sizeof(kDemoLevels) / sizeof(kDemoLevels[0]));
   std::string error, dir;
   bool temporary = false;
   if (!ChooseDemoDir(o, &dir, &temporary, &error) ||
@@ -174,77 +190,88 @@ int RunDemo(const Options& o) {
 
   DemoScene scene;
   BuildDemoScene(w, h, &scene);
-  std::vector<uint8_t> clean(frame_bytes + kConversionSlack);
-  std::vector<uint8_t> noisy(frame_bytes + kConversionSlack);
-  std::vector<uint8_t> nv21_in(frame_bytes + kConversionSlack);
-  std::vector<uint8_t> nv21_out(frame_bytes + kConversionSlack);
-  // Each method's denoised frame; after a level, its last frame.
-  std::vector<std::vector<uint8_t>> denoised(
-      methods.size(), std::vector<uint8_t>(frame_bytes + kConversionSlack));
+  std::vector<uint8_t> clean(frame_bytes), noisy(frame_bytes);
   const I420Frame clean_view = ViewI420(clean.data(), w, h);
   const I420Frame noisy_view = ViewI420(noisy.data(), w, h);
 
-  InstallLibraryLog(o.verbose ? stderr : nullptr);
   Progress progress;
   StartProgress(&progress, stderr, !o.quiet && !o.verbose,
-                static_cast<int64_t>(levels) * methods.size() * frames);
-  int64_t frames_done = 0;
+                static_cast<int64_t>(levels) * frames);
   std::vector<std::string> written;
   bool header_printed = false;
-  OutputFile out;
+  // One run per method and level; the methods of a level work side by side
+  // on the same noisy frames.
+  std::vector<std::unique_ptr<MethodRun>> runs;
+  for (size_t m = 0; m < methods.size(); ++m) {
+    runs.emplace_back(new MethodRun);
+    runs.back()->frame.resize(frame_bytes);
+  }
   // Every failure after this point goes through |fail|.
   auto fail = [&](int code) {
     ClearProgress(&progress);
     PrintError(error);
-    AbortOutput(&out);
-    StopDenoiser();
-    RemoveLibraryLog();
+    for (std::unique_ptr<MethodRun>& run : runs) {
+      AbortOutput(&run->clip);
+      StopDenoiser(&run->denoiser);
+    }
     return code;
   };
 
   for (const DemoLevel& level : kDemoLevels) {
     ClipScores noisy_scores;
-    std::vector<ClipScores> method_scores(methods.size());
-    std::vector<double> method_seconds(methods.size(), 0.0);
-    std::vector<LibraryTiming> method_timing(methods.size());
     for (size_t m = 0; m < methods.size(); ++m) {
-      if (!StartDenoiser(w, h, "", &error)) return fail(kExitLibrary);
-      const std::string clip_path = dir + "/" + methods[m].name + "_level" +
-                                    std::to_string(level.level) + ".y4m";
+      MethodRun& run = *runs[m];
+      run.scores = ClipScores();
+      run.seconds = 0;
+      DenoiserSetup setup;
+      setup.width = w;
+      setup.height = h;
+      setup.threads = o.threads;
+      setup.method = methods[m].method;
+      setup.verbose = o.verbose;
+      if (!StartDenoiser(setup, &run.denoiser, &error)) {
+        return fail(kExitLibrary);
+      }
+      run.clip_path = dir + "/" + MethodName(methods[m].method) + "_level" +
+                      std::to_string(level.level) + ".y4m";
       if (o.keep_clips &&
-          (!OpenOutput(clip_path, &out, &error) ||
-           !WriteOutput(&out, header.data(), header.size(), &error))) {
+          (!OpenOutput(run.clip_path, &run.clip, &error) ||
+           !WriteOutput(&run.clip, header.data(), header.size(), &error))) {
         return fail(kExitOutput);
       }
-      const I420Frame denoised_view = ViewI420(denoised[m].data(), w, h);
-      ResetLibraryTiming();
-      for (int k = 0; k < frames; ++k) {
-        RenderDemoFrame(scene, k, clean.data());
-        AddSensorNoise(clean.data(), noisy.data(), w, h, level.iso,
-                       static_cast<uint64_t>(level.level) * 1000003u + k);
-        I420ToNV21(noisy.data(), nv21_in.data(), w, h);
+    }
+    for (int k = 0; k < frames; ++k) {
+      RenderDemoFrame(scene, k, clean.data());
+      AddSensorNoise(clean.data(), noisy.data(), w, h, level.iso,
+                     static_cast<uint64_t>(level.level) * 1000003u + k);
+      noisy_scores.Add(noisy_view, clean_view, scene.still);
+      for (std::unique_ptr<MethodRun>& r : runs) {
+        MethodRun& run = *r;
         const double t0 = NowSeconds();
-        bool ok = DenoiseFrame(nv21_in.data(), nv21_out.data(), w, h,
-                               level.type, level.iso, &error);
-        method_seconds[m] += NowSeconds() - t0;
-        TakeLibraryMessages();
+        const bool ok = DenoiseFrame(&run.denoiser, PixelFormat::kI420,
+                                     noisy.data(), PixelFormat::kI420,
+                                     run.frame.data(), w, h, level.type,
+                                     level.iso, &error);
+        run.seconds += NowSeconds() - t0;
+        TakeLibraryMessages(&run.denoiser.log);
         if (!ok) return fail(kExitLibrary);
-        NV21ToI420(nv21_out.data(), denoised[m].data(), w, h);
-        static const char kMarker[] = "FRAME\n";
+        const std::string marker = FormatY4mFrameLine("");
         if (k < clip_frames &&
-            (!WriteOutput(&out, kMarker, sizeof(kMarker) - 1, &error) ||
-             !WriteOutput(&out, denoised[m].data(), frame_bytes, &error))) {
+            (!WriteOutput(&run.clip, marker.data(), marker.size(), &error) ||
+             !WriteOutput(&run.clip, run.frame.data(), frame_bytes, &error))) {
           return fail(kExitOutput);
         }
-        if (m == 0) noisy_scores.Add(noisy_view, clean_view, scene.still);
-        method_scores[m].Add(denoised_view, clean_view, scene.still);
-        UpdateProgress(&progress, ++frames_done);
+        run.scores.Add(ViewI420(run.frame.data(), w, h), clean_view,
+                       scene.still);
       }
-      method_timing[m] = GetLibraryTiming();
-      StopDenoiser();
+      UpdateProgress(&progress,
+                     static_cast<int64_t>(level.level) * frames + k + 1);
+    }
+    for (std::unique_ptr<MethodRun>& run : runs) {
+      StopDenoiser(&run->denoiser);
       if (o.keep_clips) {
-        if (!CommitOutput(&out, &error)) return fail(kExitOutput);
-        written.push_back(clip_path);
+        if (!CommitOutput(&run->clip, &error)) return fail(kExitOutput);
+        written.push_back(run->clip_path);
       }
     }
 
@@ -269,7 +296,8 @@ int RunDemo(const Options& o) {
                  std::to_string(frames - 1);
       std::vector<PicturePanel> panels = {{noisy_view, "noisy"}};
       for (size_t m = 0; m < methods.size(); ++m) {
-        panels.push_back({ViewI420(denoised[m].data(), w, h), methods[m].name});
+        panels.push_back({ViewI420(runs[m]->frame.data(), w, h),
+                          MethodName(methods[m].method)});
       }
       panels.push_back({clean_view, "clean"});
       RgbImage image = ComposePicture(panels, w, h, po);
@@ -295,19 +323,14 @@ int RunDemo(const Options& o) {
              FormatMetric(n.Mean(n.y_ssim_all), 4), FormatMetric(n.PsnrUv(), 2),
              "");
     for (size_t m = 0; m < methods.size(); ++m) {
-      const ClipScores& d = method_scores[m];
-      const double fps =
-          method_seconds[m] > 0 ? frames / method_seconds[m] : 0.0;
+      const ClipScores& d = runs[m]->scores;
+      const double seconds = runs[m]->seconds;
       char speed[96];
-      if (method_timing[m].lines > 0) {
-        std::snprintf(speed, sizeof(speed), "%.1f fps, %.1f ms/frame", fps,
-                      static_cast<double>(method_timing[m].total_ms) /
-                          method_timing[m].lines);
-      } else {
-        std::snprintf(speed, sizeof(speed), "%.1f fps", fps);
-      }
-      PrintRow("", methods[m].name, FormatMetric(d.PsnrStill(), 2),
-               FormatMetric(d.PsnrAll(), 2),
+      std::snprintf(speed, sizeof(speed), "%.1f fps, %.1f ms/frame",
+                    seconds > 0 ? frames / seconds : 0.0,
+                    1000 * seconds / frames);
+      PrintRow("", MethodName(methods[m].method),
+               FormatMetric(d.PsnrStill(), 2), FormatMetric(d.PsnrAll(), 2),
                FormatMetric(d.Mean(d.y_ssim_still), 4),
                FormatMetric(d.Mean(d.y_ssim_all), 4),
                FormatMetric(d.PsnrUv(), 2), speed);
@@ -320,12 +343,12 @@ int RunDemo(const Options& o) {
     std::fflush(stdout);
   }
   ClearProgress(&progress);
-  RemoveLibraryLog();
 
   std::printf("\nPSNR in dB is of the mean MSE over the frames; SSIM is the "
               "mean over frames of\nthe Gaussian 11x11-window SSIM (sigma 1.5, "
               "K1 0.01, K2 0.03). Speed is the library's\nown: wall time of "
-              "its frame calls, and its \"Fuzzy_Time\" total per frame.\n");
+              "its frame calls with %s.\n",
+              CountOf(ResolvedThreads(o.threads), "thread").c_str());
   if (!written.empty()) {
     std::printf("\nWritten:\n");
     for (const std::string& path : written) std::printf("  %s\n", path.c_str());

@@ -32,7 +32,8 @@ int DemoClipFrames(int frames, int clips, long long frame_bytes);
 // Where the demo writes when --out is not given: "vdenoise-demo" in the
 // build directory when |exe| (the running program) lies inside
 // |build_dir|, else "" (the caller makes a temporary folder).
-std::string DemoDirInBuild(const std::string& exe, const std::string& build_dir);
+std::string DemoDirInBuild(const std::string& exe,
+                           const std::string& build_dir);
 
 }  // namespace vdtool
 

@@ -61,6 +61,8 @@ std::string ReadErrorText(const FrameReader* r) {
 bool ParsePixelFormat(const std::string& text, PixelFormat* format) {
   if (text == "nv21") {
     *format = PixelFormat::kNV21;
+  } else if (text == "nv12") {
+    *format = PixelFormat::kNV12;
   } else if (text == "i420" || text == "yuv420p") {
     *format = PixelFormat::kI420;
   } else {
@@ -73,6 +75,7 @@ const char* PixelFormatName(PixelFormat format) {
   switch (format) {
     case PixelFormat::kI420: return "i420";
     case PixelFormat::kNV21: return "nv21";
+    case PixelFormat::kNV12: return "nv12";
     case PixelFormat::kNone: break;
   }
   return "none";
@@ -146,6 +149,26 @@ size_t FrameBytes420(int width, int height) {
   const size_t w = static_cast<size_t>(width);
   const size_t h = static_cast<size_t>(height);
   return w * h + 2 * ((w + 1) / 2) * ((h + 1) / 2);
+}
+
+void CopyToI420(PixelFormat format, const uint8_t* src, uint8_t* i420,
+                int width, int height) {
+  const size_t luma = static_cast<size_t>(width) * height;
+  const size_t quarter = luma / 4;
+  if (format != PixelFormat::kNV21 && format != PixelFormat::kNV12) {
+    std::memcpy(i420, src, luma + 2 * quarter);
+    return;
+  }
+  std::memcpy(i420, src, luma);
+  // Interleaved chroma: V first in NV21, U first in NV12.
+  const uint8_t* pairs = src + luma;
+  uint8_t* u = i420 + luma;
+  uint8_t* v = u + quarter;
+  const int first_is_v = format == PixelFormat::kNV21;
+  for (size_t i = 0; i < quarter; ++i) {
+    (first_is_v ? v : u)[i] = pairs[2 * i];
+    (first_is_v ? u : v)[i] = pairs[2 * i + 1];
+  }
 }
 
 bool OpenFrameReader(const std::string& path, const RawLayout& raw,

@@ -104,9 +104,9 @@ const std::vector<std::string>& OptionNames() {
   static const std::vector<std::string> kNames = {
       "-h", "--help", "-V", "--version", "--demo", "-q", "--quiet",
       "--verbose", "-y", "-n", "-i", "-s", "-video_size", "--pix-fmt",
-      "-pix_fmt", "--type", "--iso", "--schedule", "--config", "--frames",
-      "--skip", "--reference", "--per-frame", "--png", "--png-frames",
-      "--png-zoom", "--png-crop", "--out", "--keep-clips"};
+      "-pix_fmt", "--method", "--threads", "--type", "--iso", "--schedule",
+      "--config", "--frames", "--skip", "--reference", "--per-frame", "--png",
+      "--png-frames", "--png-zoom", "--png-crop", "--out", "--keep-clips"};
   return kNames;
 }
 
@@ -224,15 +224,36 @@ bool ParseOptions(int argc, const char* const* argv, Options* options,
                  "a name such as hd1080, not \"" + v + "\"";
         return false;
       }
+      const std::string odd = OddSizeAdvice(o.raw.width, o.raw.height);
+      if (!odd.empty()) {
+        *error = "option " + name + " " + v + ": " + odd;
+        return false;
+      }
       file_options.push_back(name);
     } else if (name == "--pix-fmt" || name == "-pix_fmt") {
       if (!take(&v)) return false;
       if (!ParsePixelFormat(v, &o.raw.format)) {
-        *error = "option --pix-fmt takes nv21 or i420 (also called yuv420p), "
-                 "not \"" + v + "\"";
+        *error = "option " + name + " takes nv21, nv12 or i420 (also called "
+                 "yuv420p), not \"" + v + "\"";
         return false;
       }
       file_options.push_back(name);
+    } else if (name == "--method") {
+      if (!take(&v)) return false;
+      if (!ParseMethod(v, &o.method)) {
+        *error = "option --method takes fuzzy, temporal or adaptive, not \"" +
+                 v + "\"";
+        return false;
+      }
+      if (!MethodAvailable(o.method)) {
+        *error = std::string("--method ") + MethodName(o.method) +
+                 ": this libVideoDenoise does not have that method yet";
+        return false;
+      }
+      file_options.push_back(name);
+    } else if (name == "--threads") {
+      if (!whole(0, 256, &n)) return false;
+      o.threads = static_cast<int>(n);
     } else if (name == "--type") {
       if (!whole(0, 0x7fffffff, &n)) return false;
       o.type = static_cast<int>(n);
@@ -375,7 +396,7 @@ bool ParseOptions(int argc, const char* const* argv, Options* options,
   }
   if ((o.raw.width > 0) != (o.raw.format != PixelFormat::kNone)) {
     *error = o.raw.width > 0
-                 ? "-s needs --pix-fmt nv21 or i420 as well"
+                 ? "-s needs --pix-fmt nv21, nv12 or i420 as well"
                  : "--pix-fmt needs the frame size -s WxH as well";
     return false;
   }
@@ -410,7 +431,9 @@ std::string HelpText(bool png) {
       "\n"
       "Removes noise from a video clip with libVideoDenoise, frame by frame.\n"
       "INPUT and OUTPUT are YUV4MPEG2 streams (8-bit 4:2:0, progressive), or\n"
-      "raw back-to-back NV21 or I420 frames when -s and --pix-fmt are given.\n"
+      "raw back-to-back NV21, NV12 or I420 frames when -s and --pix-fmt are\n"
+      "given. Any even frame size; frames reach the library in their own\n"
+      "layout.\n"
       "\"-\" (or ffmpeg's pipe:, pipe:0, pipe:1) reads standard input or\n"
       "writes standard output. The output has the input's format. A file\n"
       "output is written under a temporary name and renamed when complete;\n"
@@ -421,12 +444,16 @@ std::string HelpText(bool png) {
       "  -s WxH               size of raw input frames, e.g. -s 1920x1080, or\n"
       "                       ffmpeg's names: vga, hd720, hd1080, 4k (4096x2160),\n"
       "                       uhd2160 (3840x2160), cif, pal, ... (-video_size)\n"
-      "  --pix-fmt FMT        layout of raw frames: nv21 or i420 (ffmpeg's\n"
-      "                       yuv420p); -pix_fmt is the same\n"
+      "  --pix-fmt FMT        layout of raw frames: nv21, nv12 or i420\n"
+      "                       (ffmpeg's yuv420p); -pix_fmt is the same\n"
       "  --frames N           process at most N frames\n"
       "  --skip N             leave out the first N frames (not written)\n"
       "\n"
       "Denoising:\n"
+      "  --method NAME        fuzzy (default: the frame path), temporal (the\n"
+      "                       motion-masked temporal pipeline) or adaptive\n"
+      "                       (when the library has it)\n"
+      "  --threads N          workers per frame (default 0: one per core)\n"
       "  --type N             denoise mode for the whole clip (default 0)\n"
       "  --iso N              sensor ISO for the whole clip (default 100)\n"
       "  --schedule FILE      mode and ISO that change during the clip: one\n"
@@ -478,6 +505,7 @@ std::string HelpText(bool png) {
       "  vdenoise noisy.y4m clean.y4m\n"
       "  vdenoise -s 1920x1080 --pix-fmt nv21 --iso 800 cam.nv21 out.nv21\n"
       "  vdenoise --schedule exposure.txt --frames 300 in.y4m out.y4m\n"
+      "  vdenoise --method temporal --reference truth.y4m noisy.y4m out.y4m\n"
       "  vdenoise --reference truth.y4m --per-frame --png shots \\\n"
       "           --png-frames 0,30,59 noisy.y4m out.y4m\n"
       "  ffmpeg -i clip.mp4 -f yuv4mpegpipe - | vdenoise - - |\n"

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/denoiser.h"
 #include "tools/frame_reader.h"
 
 namespace vdtool {
@@ -29,6 +30,8 @@ struct Options {
 
   int type = kDefaultType;
   int iso = kDefaultIso;
+  Method method = Method::kFuzzy;
+  int threads = 0;  // 0: one per online core
   std::string schedule;
   std::string config;
   int64_t max_frames = -1;  // -1: all

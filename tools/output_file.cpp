@@ -78,7 +78,8 @@ bool ResolveOutputLinks(const std::string& path, std::string* target,
       *target = p;
       return true;
     }
-    std::vector<char> buffer(static_cast<size_t>(st.st_size > 0 ? st.st_size : 255) + 1);
+    const size_t length = st.st_size > 0 ? static_cast<size_t>(st.st_size) : 255;
+    std::vector<char> buffer(length + 1);
     ssize_t n = readlink(p.c_str(), buffer.data(), buffer.size());
     if (n < 0 || static_cast<size_t>(n) >= buffer.size()) {
       *error = "cannot follow the symbolic link " + p + ": " +
@@ -127,7 +128,8 @@ bool AskYesNo(FILE* in, FILE* out, const std::string& question) {
   std::string answer;
   for (const char* c = line; *c && *c != '\n' && *c != '\r'; ++c) {
     if (!std::isspace(static_cast<unsigned char>(*c))) {
-      answer.push_back(static_cast<char>(std::tolower(static_cast<unsigned char>(*c))));
+      const unsigned char u = static_cast<unsigned char>(*c);
+      answer.push_back(static_cast<char>(std::tolower(u)));
     }
   }
   return answer == "y" || answer == "yes";

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "tools/tests/temp_dir.h"
@@ -282,11 +283,29 @@ TEST(FrameReaderTest, SizeAndFormatWords) {
   EXPECT_EQ(f, PixelFormat::kI420);
   EXPECT_TRUE(ParsePixelFormat("yuv420p", &f));
   EXPECT_EQ(f, PixelFormat::kI420);
-  EXPECT_FALSE(ParsePixelFormat("nv12", &f));
   EXPECT_FALSE(ParsePixelFormat("NV21", &f));
   EXPECT_STREQ(PixelFormatName(PixelFormat::kNV21), "nv21");
+  EXPECT_TRUE(ParsePixelFormat("nv12", &f));
+  EXPECT_EQ(f, PixelFormat::kNV12);
+  EXPECT_STREQ(PixelFormatName(PixelFormat::kNV12), "nv12");
   EXPECT_EQ(FrameBytes420(5, 3), 15u + 2 * 3 * 2);
   EXPECT_EQ(FrameBytes420(1920, 1080), 1920u * 1080 * 3 / 2);
+}
+
+TEST(FrameReaderTest, EveryLayoutCopiesToTheSamePlanes) {
+  // A 4x2 frame: luma 0..7, one row of two chroma pairs.
+  const std::vector<uint8_t> i420 = {0, 1, 2, 3, 4, 5, 6, 7, 20, 21, 30, 31};
+  const std::vector<uint8_t> nv21 = {0, 1, 2, 3, 4, 5, 6, 7, 30, 20, 31, 21};
+  const std::vector<uint8_t> nv12 = {0, 1, 2, 3, 4, 5, 6, 7, 20, 30, 21, 31};
+  std::vector<uint8_t> out(12, 0xee);
+  CopyToI420(PixelFormat::kNV21, nv21.data(), out.data(), 4, 2);
+  EXPECT_EQ(out, i420);
+  std::fill(out.begin(), out.end(), 0xee);
+  CopyToI420(PixelFormat::kNV12, nv12.data(), out.data(), 4, 2);
+  EXPECT_EQ(out, i420);
+  std::fill(out.begin(), out.end(), 0xee);
+  CopyToI420(PixelFormat::kI420, i420.data(), out.data(), 4, 2);
+  EXPECT_EQ(out, i420);
 }
 
 }  // namespace

@@ -36,6 +36,8 @@ TEST(OptionsTest, PlainRunTakesDefaults) {
   EXPECT_EQ(o.output, "out.y4m");
   EXPECT_EQ(o.type, 0);
   EXPECT_EQ(o.iso, 100);
+  EXPECT_EQ(o.method, Method::kFuzzy);
+  EXPECT_EQ(o.threads, 0);
   EXPECT_EQ(o.max_frames, -1);
   EXPECT_EQ(o.skip, 0);
   EXPECT_EQ(o.raw.width, 0);
@@ -45,7 +47,8 @@ TEST(OptionsTest, PlainRunTakesDefaults) {
 }
 
 TEST(OptionsTest, EveryOptionInBothSpellings) {
-  Options o = Ok({"-s", "1920x1080", "--pix-fmt=nv21", "--type", "6",
+  Options o = Ok({"-s", "1920x1080", "--pix-fmt=nv12", "--method", "temporal",
+                  "--threads=3", "--type", "6",
                   "--iso=800", "--schedule", "s.txt", "--config=c.cfg",
                   "--frames", "30", "--skip=2", "--reference", "ref.nv21",
                   "--per-frame", "--png=shots", "--png-frames", "0,30,last",
@@ -53,7 +56,9 @@ TEST(OptionsTest, EveryOptionInBothSpellings) {
                   "-", "-"});
   EXPECT_EQ(o.raw.width, 1920);
   EXPECT_EQ(o.raw.height, 1080);
-  EXPECT_EQ(o.raw.format, PixelFormat::kNV21);
+  EXPECT_EQ(o.raw.format, PixelFormat::kNV12);
+  EXPECT_EQ(o.method, Method::kTemporal);
+  EXPECT_EQ(o.threads, 3);
   EXPECT_EQ(o.type, 6);
   EXPECT_EQ(o.iso, 800);
   EXPECT_EQ(o.schedule, "s.txt");
@@ -140,14 +145,26 @@ TEST(OptionsTest, MistakesAreRefusedWithTheReason) {
   EXPECT_NE(Refused({"--iso", "-5", "a", "b"}).find("whole number"),
             std::string::npos);
   EXPECT_NE(Refused({"--frames", "0", "a", "b"}).find("from 1"), std::string::npos);
+  EXPECT_NE(Refused({"--method", "median", "a", "b"})
+                .find("takes fuzzy, temporal or adaptive"),
+            std::string::npos);
+  if (!MethodAvailable(Method::kAdaptive)) {
+    EXPECT_NE(Refused({"--method", "adaptive", "a", "b"}).find("not have"),
+              std::string::npos);
+  }
+  EXPECT_NE(Refused({"--threads", "-1", "a", "b"}).find("whole number"),
+            std::string::npos);
   EXPECT_NE(Refused({"-s", "1920*1080", "--pix-fmt", "nv21", "a", "b"})
                 .find("-s needs a size WxH"),
             std::string::npos);
   EXPECT_NE(Refused({"--pix-fmt", "rgb24", "-s", "96x96", "a", "b"})
-                .find("nv21 or i420"),
+                .find("nv21, nv12 or i420"),
             std::string::npos);
   EXPECT_EQ(Refused({"-s", "96x96", "a", "b"}),
-            "-s needs --pix-fmt nv21 or i420 as well");
+            "-s needs --pix-fmt nv21, nv12 or i420 as well");
+  EXPECT_NE(Refused({"-s", "175x144", "--pix-fmt", "nv21", "a", "b"})
+                .find("175x144 has an odd width"),
+            std::string::npos);
   EXPECT_EQ(Refused({"--pix-fmt", "nv21", "a", "b"}),
             "--pix-fmt needs the frame size -s WxH as well");
   EXPECT_NE(Refused({"--per-frame", "a", "b"}).find("--reference"),
@@ -181,7 +198,8 @@ TEST(OptionsTest, FfmpegHabits) {
   EXPECT_NE(Refused({"-i", "a", "b", "c"}).find("too many arguments: \"c\""),
             std::string::npos);
   EXPECT_NE(Refused({"-i", "a"}).find("missing the output"), std::string::npos);
-  EXPECT_NE(Refused({"-i", "a", "-i", "b", "c"}).find("twice"), std::string::npos);
+  EXPECT_NE(Refused({"-i", "a", "-i", "b", "c"}).find("twice"),
+            std::string::npos);
   // ffmpeg's pipe names; other descriptors are named through /dev/fd.
   o = Ok({"pipe:", "pipe:"});
   EXPECT_EQ(o.input, "-");
@@ -227,8 +245,9 @@ TEST(OptionsTest, HelpDocumentsEveryOptionWithExamples) {
   // Every option the parser knows appears in the help.
   for (const char* name :
        {"-s WxH", "--pix-fmt", "--frames", "--skip", "--type", "--iso",
-        "--schedule", "--config", "--reference", "--per-frame", "--png DIR",
-        "--png-frames", "--png-zoom", "--png-crop", "--quiet", "--verbose",
+        "--schedule", "--config", "--reference", "--method", "--threads",
+        "--per-frame", "--png DIR", "--png-frames", "--png-zoom", "--png-crop",
+        "--quiet", "--verbose",
         "--demo", "--out", "--keep-clips", "--help", "--version", "-V",
         "-y ", "-n ", "-i INPUT", "-video_size", "-pix_fmt", "pipe:",
         "hd720"}) {

@@ -132,7 +132,9 @@ bool StartDenoiser(const DenoiserSetup& setup, Denoiser* d,
   const vd_status status = vd_create(&o, &d->handle);
   if (status != VD_OK) {
     d->handle = nullptr;
-    *error = "the denoiser refused " + size + " frames (" +
+    *error = (status == VD_ERR_UNSUPPORTED_SIZE
+                  ? "the denoiser refused " + size + " frames ("
+                  : std::string("the denoiser could not be created (")) +
              vd_status_string(status) + ")" + JoinLibraryMessages(&d->log);
     return false;
   }

@@ -337,6 +337,10 @@ run 2 "odd size" odd.y4m x.y4m
 check "odd size reason" has "odd.y4m: 175x144 has an odd width" err.txt
 check "odd size hint" has "ffmpeg -i in.y4m -vf crop=174:144:0:0" err.txt
 check "no output after a refusal" [ ! -e x.y4m ]
+make_y4m tiny.y4m 8 8 1
+run 3 "a size the library refuses" tiny.y4m x.y4m
+check "library's status" has "the denoiser refused 8x8 frames (" err.txt
+check "library's own words" has "the library says:" err.txt
 run 1 "odd raw size" -s 175x144 --pix-fmt nv21 two.nv21 x.nv21
 check "odd raw size reason" has "option -s 175x144: 175x144 has an odd width" err.txt
 

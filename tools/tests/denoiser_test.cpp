@@ -116,13 +116,23 @@ TEST(DenoiserTest, RefusalsCarryTheReason) {
   EXPECT_FALSE(StartDenoiser(setup, &d, &error));
   EXPECT_NE(error.find("odd width"), std::string::npos) << error;
   EXPECT_EQ(d.handle, nullptr);
-  // A configuration file that is not there: the library's status and its
-  // own words.
+  // Sizes the library does not take, and a configuration file that is not
+  // there: the library's status and its own words.
+  setup.width = 8;
+  setup.height = 8;
+  EXPECT_FALSE(StartDenoiser(setup, &d, &error));
+  EXPECT_NE(error.find("the denoiser refused 8x8 frames ("), std::string::npos)
+      << error;
+  EXPECT_NE(error.find("the library says:\n  vd_create: "), std::string::npos)
+      << error;
   setup.width = 176;
+  setup.height = 144;
   setup.config = "/nonexistent/vdenoise.cfg";
   EXPECT_FALSE(StartDenoiser(setup, &d, &error));
-  EXPECT_NE(error.find("the denoiser refused 176x144 frames ("),
+  EXPECT_NE(error.find("the denoiser could not be created ("),
             std::string::npos)
+      << error;
+  EXPECT_NE(error.find("/nonexistent/vdenoise.cfg"), std::string::npos)
       << error;
   // A frame larger than the denoiser was made for.
   setup.config.clear();

@@ -22,6 +22,21 @@ set(VD_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/VideoDenoise)
 set(VD_GENERATED_INCLUDE_DIR ${PROJECT_BINARY_DIR}/generated)
 configure_file(${PROJECT_SOURCE_DIR}/api/vd_version.h.in
                ${VD_GENERATED_INCLUDE_DIR}/api/vd_version.h @ONLY)
+# Every object library of the library's own sources can include it.
+function(vd_add_generated_include dir)
+  get_property(targets DIRECTORY ${dir} PROPERTY BUILDSYSTEM_TARGETS)
+  foreach(target IN LISTS targets)
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "OBJECT_LIBRARY")
+      target_include_directories(${target} PRIVATE ${VD_GENERATED_INCLUDE_DIR})
+    endif()
+  endforeach()
+  get_property(subdirs DIRECTORY ${dir} PROPERTY SUBDIRECTORIES)
+  foreach(subdir IN LISTS subdirs)
+    vd_add_generated_include(${subdir})
+  endforeach()
+endfunction()
+vd_add_generated_include(${PROJECT_SOURCE_DIR})
 
 # Versioned shared library: libVideoDenoise.so -> .so.0 -> .so.0.2.0.
 set_target_properties(VideoDenoise PROPERTIES

@@ -1,4 +1,4 @@
-// The library's Android logging branch (api/vd_log.cpp built with
+// The library's Android logging branch (vd_log.cpp built with
 // VD_ANDROID_LOG) on Linux, against Debian's liblog: every line goes to
 // __android_log_print with its priority, the tag and the formatted text, and
 // the off-Android sink is not used.

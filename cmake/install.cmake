@@ -45,6 +45,14 @@ set_target_properties(VideoDenoise PROPERTIES
 set_target_properties(VideoDenoiseStatic PROPERTIES
   EXPORT_NAME VideoDenoiseStatic)
 
+# The static library is C++: a program linked by the C driver needs the C++
+# runtime named (a C++ link brings it anyway). pkg-config says the same in
+# Libs.private.
+if(NOT ANDROID AND NOT APPLE)
+  target_link_libraries(VideoDenoiseStatic INTERFACE
+                        "$<$<LINK_LANGUAGE:C>:stdc++>")
+endif()
+
 # The same names inside this build as after find_package, for projects that
 # add this tree with add_subdirectory.
 add_library(VideoDenoise::VideoDenoise ALIAS VideoDenoise)

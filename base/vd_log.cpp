@@ -60,7 +60,7 @@ void EmitV(const VdLogger* log, int level, const char* format, va_list args) {
   if (!log) log = &kVdProcessLogger;
   if (level < log->minLevel) return;
   if (!log->emit) {
-#if defined(__ANDROID__)
+#if defined(VD_ANDROID_LOG)
     __android_log_vprint(level, VD_LOG_TAG, format, args);
 #else
     char message[1024];

@@ -51,9 +51,26 @@ enum { PROP_0, PROP_METHOD, PROP_TYPE, PROP_ISO, PROP_THREADS };
 #define DEFAULT_ISO 100
 #define DEFAULT_THREADS 0
 
-#define VDENOISE_CAPS GST_VIDEO_CAPS_MAKE("{ NV21, NV12, I420 }")
+/* The engine takes even sizes from 16x16 to 8192x8192 (odd ones fail in
+ * set_info). */
+#define VDENOISE_CAPS                                              \
+  "video/x-raw, format = (string) { NV21, NV12, I420 }, "         \
+  "width = (int) [ 16, 8192 ], height = (int) [ 16, 8192 ], "     \
+  "framerate = " GST_VIDEO_FPS_RANGE
 
 G_DEFINE_TYPE(GstVdenoise, gst_vdenoise, GST_TYPE_VIDEO_FILTER)
+
+/* The engine's log lines go to the element's debug category. */
+static void gst_vdenoise_log(void* user, int level, const char* message) {
+  GstVdenoise* self = (GstVdenoise*)user;
+  if (level >= VD_LOG_ERROR) {
+    GST_ERROR_OBJECT(self, "%s", message);
+  } else if (level >= VD_LOG_WARNING) {
+    GST_WARNING_OBJECT(self, "%s", message);
+  } else {
+    GST_DEBUG_OBJECT(self, "%s", message);
+  }
+}
 
 /* A new denoiser for frames of the negotiated size, with the current
  * method and threads. */
@@ -62,6 +79,13 @@ static gboolean gst_vdenoise_create(GstVdenoise* self, const GstVideoInfo* info)
   vd_options_init(&options);
   options.max_width = GST_VIDEO_INFO_WIDTH(info);
   options.max_height = GST_VIDEO_INFO_HEIGHT(info);
+  options.log = gst_vdenoise_log;
+  options.log_user = self;
+  /* Per-frame traces only when someone reads them. */
+  options.log_level = gst_debug_category_get_threshold(vdenoise_debug) >=
+                              GST_LEVEL_DEBUG
+                          ? VD_LOG_DEBUG
+                          : VD_LOG_WARNING;
   GST_OBJECT_LOCK(self);
   options.method = (vd_method)self->method;
   options.threads = self->threads;

@@ -6,6 +6,7 @@
 #include <pybind11/pybind11.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -17,16 +18,47 @@ namespace py = pybind11;
 namespace {
 
 // A refused engine call; becomes videodenoise.Error with a status attribute.
+// The text is the engine's own error line when it logged one, e.g.
+// "vd_denoise: src size 336x256 is larger than the maximum 320x240
+// (unsupported frame size)".
 struct StatusError : std::runtime_error {
-  StatusError(const char* call, vd_status s)
-      : std::runtime_error(std::string(call) + ": " + vd_status_string(s)),
-        status(s) {}
+  StatusError(const std::string& text, vd_status s)
+      : std::runtime_error(text), status(s) {}
   vd_status status;
 };
 
-void Check(const char* call, vd_status status) {
-  if (status != VD_OK) throw StatusError(call, status);
-}
+// Where a denoiser's log lines go: errors are kept for the exception that
+// follows them, warnings go to stderr as the engine's default would.
+struct LogCapture {
+  std::mutex mutex;
+  std::string last_error;
+
+  static void Receive(void* user, int level, const char* message) {
+    auto* self = static_cast<LogCapture*>(user);
+    if (level >= VD_LOG_ERROR) {
+      std::lock_guard<std::mutex> lock(self->mutex);
+      self->last_error = message;
+    } else {
+      std::fprintf(stderr, "videodenoise: %s\n", message);
+    }
+  }
+  void Clear() {
+    std::lock_guard<std::mutex> lock(mutex);
+    last_error.clear();
+  }
+  void Check(const char* call, vd_status status) {
+    if (status == VD_OK) return;
+    std::string text;
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      text = last_error.empty()
+                 ? std::string(call) + ": " + vd_status_string(status)
+                 : last_error + " (" + vd_status_string(status) + ")";
+      last_error.clear();
+    }
+    throw StatusError(text, status);
+  }
+};
 
 std::string ShapeText(const py::array& a) {
   std::string text = "(";
@@ -134,7 +166,9 @@ class Denoiser {
     options.max_height = max_height;
     options.threads = threads;
     options.method = MethodFromName(method);
-    Check("vd_create", vd_create(&options, &denoiser_));
+    options.log = LogCapture::Receive;
+    options.log_user = &log_;
+    log_.Check("vd_create", vd_create(&options, &denoiser_));
   }
   ~Denoiser() { vd_destroy(denoiser_); }
 
@@ -186,7 +220,7 @@ class Denoiser {
     return result;
   }
 
-  void Reset() { Check("vd_reset", vd_reset(Open())); }
+  void Reset() { log_.Check("vd_reset", vd_reset(Open())); }
 
   void Close() {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -226,6 +260,7 @@ class Denoiser {
     {
       py::gil_scoped_release release;
       std::lock_guard<std::mutex> lock(mutex_);
+      log_.Clear();
       if (!denoiser_) {
         status = VD_ERR_INVALID_ARGUMENT;
       } else {
@@ -233,9 +268,10 @@ class Denoiser {
       }
     }
     Open();
-    Check("vd_denoise", status);
+    log_.Check("vd_denoise", status);
   }
 
+  LogCapture log_;
   vd_denoiser* denoiser_ = nullptr;
   std::mutex mutex_;
 };

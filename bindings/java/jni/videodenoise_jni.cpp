@@ -5,6 +5,13 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <mutex>
+#include <new>
+#include <string>
+
+#if defined(__ANDROID__)
+#include <android/log.h>
+#endif
 
 #include "api/vdenoise.h"
 // javac -h's declarations, when the build generated them (host builds do;
@@ -15,14 +22,47 @@
 
 namespace {
 
-void ThrowStatus(JNIEnv* env, const char* call, vd_status status) {
+// One Java Denoiser's native side: the engine's denoiser and its last error
+// line, kept for the exception that follows it.
+struct Native {
+  vd_denoiser* denoiser = nullptr;
+  std::mutex mutex;
+  std::string last_error;
+};
+
+// A denoiser's log lines: errors are kept; the rest go where the platform
+// shows them (logcat on Android, stderr elsewhere).
+void Receive(void* user, int level, const char* message) {
+  Native* n = static_cast<Native*>(user);
+  if (level >= VD_LOG_ERROR) {
+    std::lock_guard<std::mutex> lock(n->mutex);
+    n->last_error = message;
+    return;
+  }
+#if defined(__ANDROID__)
+  __android_log_print(level, "videodenoise", "%s", message);
+#else
+  std::fprintf(stderr, "videodenoise: %s\n", message);
+#endif
+}
+
+// Throws DenoiseException with the engine's error line when it logged one,
+// e.g. "vd_denoise: src size 336x256 is larger than the maximum 320x240
+// (unsupported frame size)", else "vd_denoise: unsupported frame size".
+void ThrowStatus(JNIEnv* env, Native* n, const char* call, vd_status status) {
+  std::string text;
+  {
+    std::lock_guard<std::mutex> lock(n->mutex);
+    text = n->last_error.empty()
+               ? std::string(call) + ": " + vd_status_string(status)
+               : n->last_error + " (" + vd_status_string(status) + ")";
+    n->last_error.clear();
+  }
   jclass cls = env->FindClass("org/videodenoise/DenoiseException");
   if (!cls) return;  // NoClassDefFoundError is pending
   jmethodID init = env->GetMethodID(cls, "<init>", "(ILjava/lang/String;)V");
   if (!init) return;
-  char text[160];
-  std::snprintf(text, sizeof(text), "%s: %s", call, vd_status_string(status));
-  jstring message = env->NewStringUTF(text);
+  jstring message = env->NewStringUTF(text.c_str());
   if (!message) return;
   jobject error = env->NewObject(cls, init, static_cast<jint>(status), message);
   if (error) env->Throw(static_cast<jthrowable>(error));
@@ -40,8 +80,8 @@ unsigned char* At(JNIEnv* env, jobject buffer, jint offset) {
   return static_cast<unsigned char*>(base) + offset;
 }
 
-vd_denoiser* Handle(jlong handle) {
-  return reinterpret_cast<vd_denoiser*>(static_cast<intptr_t>(handle));
+Native* Handle(jlong handle) {
+  return reinterpret_cast<Native*>(static_cast<intptr_t>(handle));
 }
 
 }  // namespace
@@ -51,19 +91,27 @@ extern "C" {
 JNIEXPORT jlong JNICALL Java_org_videodenoise_Denoiser_nativeCreate(
     JNIEnv* env, jclass, jint max_width, jint max_height, jint threads,
     jint method) {
+  Native* n = new (std::nothrow) Native;
+  if (!n) {
+    jclass cls = env->FindClass("java/lang/OutOfMemoryError");
+    if (cls) env->ThrowNew(cls, "videodenoise: no memory for a denoiser");
+    return 0;
+  }
   vd_options options;
   vd_options_init(&options);
   options.max_width = max_width;
   options.max_height = max_height;
   options.threads = threads;
   options.method = static_cast<vd_method>(method);
-  vd_denoiser* denoiser = nullptr;
-  vd_status status = vd_create(&options, &denoiser);
+  options.log = Receive;
+  options.log_user = n;
+  vd_status status = vd_create(&options, &n->denoiser);
   if (status != VD_OK) {
-    ThrowStatus(env, "vd_create", status);
+    ThrowStatus(env, n, "vd_create", status);
+    delete n;
     return 0;
   }
-  return static_cast<jlong>(reinterpret_cast<intptr_t>(denoiser));
+  return static_cast<jlong>(reinterpret_cast<intptr_t>(n));
 }
 
 JNIEXPORT void JNICALL Java_org_videodenoise_Denoiser_nativeDenoise(
@@ -85,19 +133,27 @@ JNIEXPORT void JNICALL Java_org_videodenoise_Denoiser_nativeDenoise(
       !(dst.v = At(env, dst_v, dst_v_offset))) {
     return;
   }
-  vd_status status = vd_denoise(Handle(handle), &src, &dst, type, iso);
-  if (status != VD_OK) ThrowStatus(env, "vd_denoise", status);
+  Native* n = Handle(handle);
+  {
+    std::lock_guard<std::mutex> lock(n->mutex);
+    n->last_error.clear();
+  }
+  vd_status status = vd_denoise(n->denoiser, &src, &dst, type, iso);
+  if (status != VD_OK) ThrowStatus(env, n, "vd_denoise", status);
 }
 
 JNIEXPORT void JNICALL Java_org_videodenoise_Denoiser_nativeReset(
     JNIEnv* env, jclass, jlong handle) {
-  vd_status status = vd_reset(Handle(handle));
-  if (status != VD_OK) ThrowStatus(env, "vd_reset", status);
+  Native* n = Handle(handle);
+  vd_status status = vd_reset(n->denoiser);
+  if (status != VD_OK) ThrowStatus(env, n, "vd_reset", status);
 }
 
 JNIEXPORT void JNICALL Java_org_videodenoise_Denoiser_nativeDestroy(
     JNIEnv*, jclass, jlong handle) {
-  vd_destroy(Handle(handle));
+  Native* n = Handle(handle);
+  vd_destroy(n->denoiser);
+  delete n;
 }
 
 JNIEXPORT jstring JNICALL Java_org_videodenoise_Denoiser_nativeVersion(

@@ -272,16 +272,16 @@ public class DenoiserTest {
     throw new IOException("no VmRSS in /proc/self/status");
   }
 
-  // Each 1280x720 denoiser holds megabytes of frame buffers and starts
+  // Each 1280x720 denoiser holds about 2 MB of frame buffers and starts
   // workers; a leak of either would grow the process by far more than the
-  // margin over 150 rounds.
+  // margin over 50 rounds.
   @Test
   public void manyDenoisersCreatedAndClosedLeakNothing() throws IOException {
     ByteBuffer frame = direct(input[0], 0);
     ByteBuffer out = ByteBuffer.allocateDirect(SIZE);
     long before = 0;
-    for (int i = 0; i < 170; ++i) {
-      if (i == 20) {
+    for (int i = 0; i < 60; ++i) {
+      if (i == 10) {
         before = residentKiB();
       }
       try (Denoiser d = new Denoiser(1280, 720, 2, i % 2)) {

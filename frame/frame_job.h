@@ -52,10 +52,12 @@ struct VdDenoiseState {
   VdChromaBuffers chroma;
   Calc_Process_Time* times;
   const VdLogger* log;
-  // The process-wide instance keeps computing the chroma change mask that
-  // nothing reads, because its buffers are visible through the exported
-  // record; an engine denoiser skips it.
-  bool keepsUnusedMask;
+  // The process-wide instance's work frames are visible through the exported
+  // record, so every stage writes them as it always has (the chroma change
+  // mask that nothing reads included). An engine denoiser skips what nobody
+  // reads: the mask, and the spatial, difference and sign planes of the
+  // full path's luma.
+  bool visibleWorkFrames;
 };
 
 // Luma row bands of the band phases: 3 means the three stripes; more cut

@@ -134,6 +134,9 @@ void VdPoolRun(VdPool* pool, VdPoolFn fn, void* arg, int count,
     return;
   }
   pthread_mutex_lock(&pool->mutex);
+  // A worker that woke late for the last run may still be inside it (finding
+  // no item left); the counters are reset only once it has left.
+  while (pool->inside > 0) pthread_cond_wait(&pool->finished, &pool->mutex);
   pool->fn = fn;
   pool->arg = arg;
   pool->count = count;

@@ -103,6 +103,8 @@ void LumaOnePass(VdFrameJob* job, int first, int rows) {
       blend(src + o - w, src + o, src + o + w, prev + o, out + o, job->width,
             job->level);
     }
+    // The row goes out while it is in cache.
+    if (job->lumaOutEarly) VdLumaOut(job, out, y, 1);
   }
 }
 
@@ -288,6 +290,14 @@ void FullOutputItem(void* arg, int band) {
   VdStamp(st->times, VD_T_FUZZY_SAD);
   VdStamp(st->times, VD_T_FUZZY_SAD2);
   const sYuvImage_t* spatial = h->pSpaDenoiseFrame;
+  if (!st->visibleWorkFrames) {
+    // Nothing reads the ring's chroma: it goes out straight from the
+    // spatial frame, and the luma unless it went out already.
+    if (!job->lumaOutEarly) VdLumaOut(job, job->cur->pY, first, rows);
+    VdChromaOut(job, spatial, first, rows);
+    VdStamp(st->times, VD_T_FUZZY_DONE);
+    return;
+  }
   const int cw = job->width / 2;
   const int block = BlockRows(job->width);
   for (int y = first; y < first + rows; y += block) {

@@ -39,9 +39,10 @@ done
 
 # The command.
 if [[ -x "$prefix/bin/vdenoise" ]]; then
-  "$prefix/bin/vdenoise" --version | grep -qF "vdenoise $version" ||
+  # Whole outputs first: grep -q would close the pipe early.
+  grep -qF "vdenoise $version" <<< "$("$prefix/bin/vdenoise" --version)" ||
     fail "vdenoise --version does not say $version"
-  "$prefix/bin/vdenoise" --help | grep -q "Usage:" || fail "vdenoise --help"
+  grep -q "Usage:" <<< "$("$prefix/bin/vdenoise" --help)" || fail "vdenoise --help"
 fi
 
 # 1. C through pkg-config, shared.

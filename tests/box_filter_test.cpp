@@ -187,19 +187,10 @@ TEST(BoxFilterTwinTest, MatchesScalarAtManySizes) {
                                                      KernelFn ref,
                                                      KernelFn twin) {
       SCOPED_TRACE(level);
-      uint32_t seed = 1;
-      for (int width = 1; width <= 140; ++width) {
-        for (int rows = 1; rows <= 9; ++rows) {
-          ExpectTwinsEqual(ref, twin, width, rows, (width + rows) & 3, seed++);
-        }
-      }
-      uint32_t x = 777;
-      for (int i = 0; i < 300; ++i) {
-        x = x * 1103515245u + 12345u;
-        ExpectTwinsEqual(ref, twin, 1 + static_cast<int>((x >> 8) % 2000),
-                         1 + static_cast<int>((x >> 20) % 14),
-                         static_cast<int>(x >> 30), x);
-      }
+      vdtest::ForEachAwkwardSize(2000, 14, [&](int w, int h, int edge,
+                                               uint32_t seed) {
+        ExpectTwinsEqual(ref, twin, w, h, edge, seed);
+      });
       ExpectTwinsEqual(ref, twin, 1920, 5, 1, 5);
       ExpectTwinsEqual(ref, twin, 1920, 362, 0, 6);
     });

@@ -157,19 +157,9 @@ TEST(SharpnessTwinTest, MatchesScalarAtManySizes) {
   vdtest::ForEachTwin(VdSharpnessKernels, &SharpnessKernels::sharpen,
                       [](const char* level, SharpenFn ref, SharpenFn twin) {
     SCOPED_TRACE(level);
-    uint32_t seed = 1;
-    for (int width = 1; width <= 140; ++width) {
-      for (int height = 1; height <= 9; ++height) {
-        ExpectTwinsEqual(ref, twin, width, height, (width + height) & 3, seed++);
-      }
-    }
-    uint32_t x = 777;
-    for (int i = 0; i < 300; ++i) {
-      x = x * 1103515245u + 12345u;
-      const int width = 1 + static_cast<int>((x >> 8) % 260);
-      const int height = 1 + static_cast<int>((x >> 20) % 14);
-      ExpectTwinsEqual(ref, twin, width, height, static_cast<int>(x >> 30), x);
-    }
+    vdtest::ForEachAwkwardSize(260, 14, [&](int w, int h, int edge, uint32_t seed) {
+      ExpectTwinsEqual(ref, twin, w, h, edge, seed);
+    });
     for (int width = 96; width <= 1920; width += 16) {
       ExpectTwinsEqual(ref, twin, width, 5 + (width & 16) / 16, width & 3, width);
     }

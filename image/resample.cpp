@@ -279,7 +279,6 @@ extern "C" void UpScaleNewX16(unsigned char* src, int height, int width,
   VdResampleKernels(VdSimdLevel()).up4(src, height, width, dst);
 }
 
-
 // Pixel-centred 2x bilinear (see UpScaleTaps), (sum + 128) >> 8 with the
 // product of the two directions' weights.
 extern "C" void UpScale(unsigned char* src, int height, int width,

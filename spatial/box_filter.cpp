@@ -70,8 +70,6 @@ int BoxFilter_nxn_C(const unsigned char* src, unsigned char* dst, int width,
   return BoxFilterScalar<5, VdBoxMean121>(src, dst, width, rows, iEdge);
 }
 
-// The kernel point is not read: each function has a fixed kernel size.
-
 void VdInitBoxFilterKernels(BoxFilterKernels* k, int level) {
   k->box3x3 = BoxFilter3x3_C;
   k->box5x5 = BoxFilter_C;
@@ -93,7 +91,8 @@ const BoxFilterKernels& VdBoxFilterKernels(int level) {
   return VdSimdTable<BoxFilterKernels, VdInitBoxFilterKernels>(level);
 }
 
-// Each exported filter runs the variant of the process level.
+// Each exported filter runs the variant of the process level. The kernel
+// point is not read: each function has a fixed kernel size.
 int BoxFilter3x3(unsigned char* src, unsigned char* dst, int width, int rows,
                  sVNRPoint* /*kernel*/, int iEdge) {
   return VdBoxFilterKernels(VdSimdLevel()).box3x3(src, dst, width, rows,

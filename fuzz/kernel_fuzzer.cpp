@@ -3,11 +3,14 @@
 // extra source rows some of them read) and the pixels are drawn from the
 // input. Every plane lies against an inaccessible guard page (at its end or
 // at its start), and where a kernel has a vector twin the exported kernel
-// and the scalar reference must write identical bytes.
+// and the scalar reference must write identical bytes. Each input runs once
+// per SIMD level this machine has, so the exported kernels go through every
+// level's variant table (base/vd_cpu.h).
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "base/vd_cpu.h"
 #include "fuzz/fuzz_input.h"
 #include "image/convert.h"
 #include "image/resample.h"
@@ -418,9 +421,9 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return 0;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size > 256) return -1;
-  FuzzInput in(data, size);
+namespace {
+
+void RunOne(FuzzInput& in) {
   switch (in.Byte() % 14) {
     case 0: FuzzBox(in, BoxFilter3x3, BoxFilter3x3_C); break;
     case 1: FuzzBox(in, BoxFilter, BoxFilter_C); break;
@@ -437,5 +440,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     case 12: FuzzResample(in); break;
     default: FuzzSeMorphology(in); break;
   }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size > 256) return -1;
+  int levels[kVdSimdLevelCount];
+  const int count = VdMachineSimdLevels(levels);
+  for (int i = 0; i < count; ++i) {
+    VdSetSimdLevel(levels[i]);
+    FuzzInput in(data, size);
+    RunOne(in);
+  }
+  VdSetSimdLevel(-1);
   return 0;
 }

@@ -94,7 +94,7 @@ void LumaOnePass(VdFrameJob* job, int first, int rows) {
   const unsigned char* src = job->lumaIn;
   const unsigned char* prev = job->prev->pY;
   unsigned char* out = job->cur->pY;
-  const VdBoxBlendRowFn blend = VdBoxBlendRowFor(VdSimdLevel());
+  const VdBoxBlendRowFn blend = VdBoxBlendKernels(VdSimdLevel()).row;
   for (int y = first; y < first + rows; ++y) {
     const ptrdiff_t o = y * w;
     if (y == 0 || y == job->height - 1) {

@@ -34,12 +34,16 @@ void VdBlendRow_C(const uint8_t* spatial, const uint8_t* prev, uint8_t* out,
   for (int x = 0; x < width; ++x) out[x] = Blend(slice, spatial[x], prev[x]);
 }
 
-VdBoxBlendRowFn VdBoxBlendRowFor(int simdLevel) {
+void VdInitBoxBlendKernels(BoxBlendKernels* k, int level) {
+  k->row = VdBoxBlendRow_C;
 #if defined(__ARM_NEON)
-  if (simdLevel == kVdSimdNeon) return VdBoxBlendRow_NEON;
-#elif defined(__x86_64__) || defined(_M_X64)
-  if (simdLevel >= kVdSimdAvx2) return VdBoxBlendRow_AVX2;
+  if (level == kVdSimdNeon) k->row = VdBoxBlendRow_NEON;
+#elif defined(VD_X86_SIMD)
+  if (level == kVdSimdAvx2) k->row = VdBoxBlendRow_AVX2;
 #endif
-  (void)simdLevel;
-  return VdBoxBlendRow_C;
+  (void)level;
+}
+
+const BoxBlendKernels& VdBoxBlendKernels(int level) {
+  return VdSimdTable<BoxBlendKernels, VdInitBoxBlendKernels>(level);
 }

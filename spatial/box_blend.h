@@ -35,7 +35,11 @@ void VdBoxBlendRow_NEON(const uint8_t* above, const uint8_t* row,
                         uint8_t* out, int width, int level);
 #endif
 
-// The best variant the processor level allows.
-VdBoxBlendRowFn VdBoxBlendRowFor(int simdLevel);
+// The family's variant table (base/vd_cpu.h).
+struct BoxBlendKernels {
+  VdBoxBlendRowFn row;
+};
+void VdInitBoxBlendKernels(BoxBlendKernels* k, int level);
+const BoxBlendKernels& VdBoxBlendKernels(int level);
 
 #endif  // VD_SPATIAL_BOX_BLEND_H_

@@ -22,7 +22,7 @@ build_root=${VD_BUILD_ROOT:-$root/build}
 # The tests that run threads: the frame path (fused and step by step), both
 # pipelines, the barrier, the persistent stripe pool, the worker pool, the
 # lifecycle and the overlapping-call guards.
-tsan_tests=(frame_path_test fused_path_test stripe_test stripe_pool_test
+tsan_tests=(frame_path_test stripe_test stripe_pool_test
             worker_pool_test lifecycle_test misuse_test temporal_pipeline_test
             temporal_stripes_test engine_test)
 

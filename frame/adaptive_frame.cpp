@@ -64,8 +64,10 @@ struct VdAdaptive {
   uint8_t* quarter_in;   // quarter luma of the input
   uint8_t* quarter_ref;  // quarter luma of the previous blend
   Mv* mv32[2];           // this frame's and the previous frame's coarse field
-  Mv* mv16;
+  Mv* mv16;              // half pixels
+  uint8_t* cap16;        // history cap per 16x16 block
   Mv global;
+  VdNoiseLine motion_noise;  // the last frame's noise, for the block tests
   int cur;  // index of this frame in input[], blend[] and mv32[]
 
   BandStats* stats;      // one per band
@@ -128,6 +130,7 @@ size_t Carve(Carver* c, VdAdaptive* a, int mw, int mh) {
   s->quarter_in = static_cast<uint8_t*>(c->Take(luma / 16 + 16));
   s->quarter_ref = static_cast<uint8_t*>(c->Take(luma / 16 + 16));
   s->mv16 = static_cast<Mv*>(c->Take(blocks16 * sizeof(Mv)));
+  s->cap16 = static_cast<uint8_t*>(c->Take(blocks16));
   s->stats = static_cast<BandStats*>(c->Take(bands * sizeof(BandStats)));
   s->scratch = static_cast<uint8_t*>(c->Take(static_cast<size_t>(bands) * 2 * mw));
   return c->used;
@@ -235,6 +238,96 @@ bool Inside16(const VdAdaptive* a, int x, int y, Mv v) {
   return x + v.x >= 0 && y + v.y >= 0 && x + v.x + 16 <= a->w && y + v.y + 16 <= a->h;
 }
 
+// SAD of the 16x16 block at (x, y) (every other row) against the previous
+// blend at the half-pixel displacement h: averages of two or four pixels,
+// rounded up at one half. The displaced block and one more pixel to the
+// right and below lie inside the frame.
+int HalfSad(const VdAdaptive* a, int x, int y, Mv h) {
+  const int w = a->w;
+  const uint8_t* c = a->input[a->cur][0] + static_cast<size_t>(y) * w + x;
+  const uint8_t* r = a->blend[a->cur ^ 1][0] +
+                     static_cast<ptrdiff_t>(y + (h.y >> 1)) * w + x + (h.x >> 1);
+  const int fx = h.x & 1, fy = h.y & 1;
+  int s = 0;
+  for (int row = 0; row < 8; ++row) {
+    const uint8_t* r0 = r + static_cast<ptrdiff_t>(2 * row) * w;
+    const uint8_t* r1 = r0 + fy * w;
+    const uint8_t* cr = c + static_cast<ptrdiff_t>(2 * row) * w;
+    for (int k = 0; k < 16; ++k) {
+      const int p = (r0[k] + r0[k + fx] + r1[k] + r1[k + fx] + 2) >> 2;
+      s += Abs(cr[k] - p);
+    }
+  }
+  return s;
+}
+
+bool InsideHalf(const VdAdaptive* a, int x, int y, Mv h) {
+  const int ix = x + (h.x >> 1), iy = y + (h.y >> 1);
+  return ix >= 0 && iy >= 0 && ix + 16 + (h.x & 1) <= a->w && iy + 16 + (h.y & 1) <= a->h;
+}
+
+// sqrt(1 + 1 / (n + 1)) in 1/256: the spread of (frame - prediction) over
+// the noise sigma when the prediction averages n + 1 frames.
+const uint16_t kInnovation[16] = {362, 314, 296, 286, 280, 277, 274, 272,
+                                  271, 270, 269, 268, 267, 267, 266, 266};
+
+// The 16x16 block at (x16, y16): +-2 pixels around the coarse vector, then
+// half pixels, kept only if clearly better than standing still. Then the
+// block's history cap: a prediction whose error exceeds what the noise
+// explains (over 128 pixels the mean |error| is known within a few percent)
+// is misaligned, however small its 3x3 differences look.
+void RefineBlock(VdAdaptive* a, int x16, int y16, Mv coarse) {
+  const int x = x16 * 16, y = y16 * 16;
+  Mv v = {static_cast<int16_t>(2 * coarse.x), static_cast<int16_t>(2 * coarse.y)};
+  uint8_t cap = kVdAdaptiveMaxHistory;
+  if (a->history > 0 && x + 16 <= a->w && y + 16 <= a->h) {
+    Mv c = {static_cast<int16_t>(Clamp(coarse.x, -x, a->w - 16 - x)),
+            static_cast<int16_t>(Clamp(coarse.y, -y, a->h - 16 - y))};
+    const Mv start = c;
+    int csad = BlockSad(a, x, y, c);
+    for (int dy = -2; dy <= 2; ++dy) {
+      for (int dx = -2; dx <= 2; ++dx) {
+        const Mv t = {static_cast<int16_t>(start.x + dx), static_cast<int16_t>(start.y + dy)};
+        if ((!dx && !dy) || !Inside16(a, x, y, t)) continue;
+        const int s = BlockSad(a, x, y, t);
+        if (s < csad) csad = s, c = t;
+      }
+    }
+    Mv h = {static_cast<int16_t>(2 * c.x), static_cast<int16_t>(2 * c.y)};
+    int hsad = csad;
+    const Mv centre = h;
+    for (int dy = -1; dy <= 1; ++dy) {
+      for (int dx = -1; dx <= 1; ++dx) {
+        const Mv t = {static_cast<int16_t>(centre.x + dx), static_cast<int16_t>(centre.y + dy)};
+        if ((!dx && !dy) || !InsideHalf(a, x, y, t)) continue;
+        const int s = HalfSad(a, x, y, t);
+        if (s < hsad) hsad = s, h = t;
+      }
+    }
+    const Mv zero = {0, 0};
+    const int zsad = BlockSad(a, x, y, zero);
+    if (zsad <= hsad + (hsad >> 4)) h = zero, hsad = zsad;
+    v = h;
+    // Mean brightness from the quarter luma, mean history from a sparse grid.
+    int mean = 0, hist = 0;
+    for (int j = 0; j < 4; ++j) {
+      const uint8_t* q = a->quarter_in + static_cast<size_t>(y / 4 + j) * a->qw + x / 4;
+      const uint8_t* n = a->hist[0] + static_cast<size_t>(y + 4 * j + 1) * a->w + x + 1;
+      mean += q[0] + q[1] + q[2] + q[3];
+      hist += n[0] + n[4] + n[8] + n[12];
+    }
+    // Expected SAD of 128 pixels: 128 * 0.798 * sigma * innovation, with
+    // sigma4 = 4 sigma: 25.5 * sigma4 * innovation.
+    const int sigma4 = VdSigma4(a->motion_noise, (mean + 8) >> 4);
+    const int64_t expected = (static_cast<int64_t>(sigma4) * 6537 * kInnovation[(hist + 8) >> 4]) >> 16;
+    const int64_t sad = hsad;
+    if (4 * sad > 5 * expected) cap = 3;
+    if (2 * sad > 3 * expected) cap = 0;
+  }
+  a->mv16[y16 * a->bx16 + x16] = v;
+  a->cap16[y16 * a->bx16 + x16] = cap;
+}
+
 void RunMotionRow(VdAdaptive* a, int by) {
   Mv* field = a->mv32[a->cur];
   const Mv* last = a->mv32[a->cur ^ 1];
@@ -284,32 +377,10 @@ void RunMotionRow(VdAdaptive* a, int by) {
       best.y = static_cast<int16_t>(bdy * 4);
     }
     field[by * a->bx32 + bx] = best;
-    // Refinement of the four 16x16 blocks: +-2 pixels around the coarse
-    // vector, kept only if clearly better than standing still.
     for (int j = 0; j < 2; ++j) {
       for (int i = 0; i < 2; ++i) {
         const int x16 = 2 * bx + i, y16 = 2 * by + j;
-        if (x16 >= a->bx16 || y16 >= a->by16) continue;
-        Mv v = best;
-        const int x = x16 * 16, y = y16 * 16;
-        if (a->history > 0 && x + 16 <= a->w && y + 16 <= a->h) {
-          v.x = static_cast<int16_t>(Clamp(v.x, -x, a->w - 16 - x));
-          v.y = static_cast<int16_t>(Clamp(v.y, -y, a->h - 16 - y));
-          Mv c = v;
-          int csad = BlockSad(a, x, y, v);
-          for (int dy = -2; dy <= 2; ++dy) {
-            for (int dx = -2; dx <= 2; ++dx) {
-              const Mv t = {static_cast<int16_t>(v.x + dx), static_cast<int16_t>(v.y + dy)};
-              if ((!dx && !dy) || !Inside16(a, x, y, t)) continue;
-              const int s = BlockSad(a, x, y, t);
-              if (s < csad) csad = s, c = t;
-            }
-          }
-          const Mv zero = {0, 0};
-          const int zsad = BlockSad(a, x, y, zero);
-          v = zsad <= csad + (csad >> 4) ? zero : c;
-        }
-        a->mv16[y16 * a->bx16 + x16] = v;
+        if (x16 < a->bx16 && y16 < a->by16) RefineBlock(a, x16, y16, best);
       }
     }
   }
@@ -374,31 +445,37 @@ void FitNoise(VdAdaptive* a) {
     int64_t lt = 0, ct = 0, st = 0;
     for (int k = 0; k < kDiffBuckets; ++k) lt += luma[i][k], ct += chroma[i][k];
     for (int k = 0; k < kSpatialBuckets; ++k) st += spatial[i][k];
-    if (lt >= 256) {
-      // The difference of two frames: median |d| = 0.6745 * sqrt(2) sigma.
-      const int64_t m = Median16(luma[i], kDiffBuckets, lt);
-      const int64_t sigma16 = (m * 1073 + 512) >> 10;  // * 1.0483
-      var[i] = (sigma16 * sigma16 + 8) >> 4;
-      weight[i] = lt < 4096 ? lt : 4096;
-      if (ct >= 256) {
-        const int64_t mc = Median16(chroma[i], kDiffBuckets, ct);
-        const int64_t csigma16 = (mc * 1073 + 512) >> 10;
-        if (sigma16 > 0) {
-          cvar_sum += weight[i] * ((csigma16 * 64 + sigma16 / 2) / sigma16);
-          cweight += weight[i];
-        }
-      }
-    } else if (st >= 16) {
-      // Flat blocks: the lower quarter of the block sigmas.
+    // Flat blocks: the lowest tenth of the block sigmas (texture only adds),
+    // raised by the 1.19 that the spread of 36-pixel measures of pure noise
+    // puts between their tenth percentile and the sigma.
+    int64_t svar = -1;
+    if (st >= 16) {
       int64_t before = 0;
       int k = 0;
       for (; k < kSpatialBuckets; ++k) {
-        if (4 * (before + spatial[i][k]) >= st) break;
+        if (10 * (before + spatial[i][k]) >= st) break;
         before += spatial[i][k];
       }
-      const int64_t sigma16 = 8 * k + 4;
-      var[i] = (sigma16 * sigma16 + 8) >> 4;
+      const int64_t sigma16 = ((8 * k + 4) * 305 + 128) >> 8;
+      svar = (sigma16 * sigma16 + 8) >> 4;
       weight[i] = st < 1024 ? st : 1024;
+      var[i] = svar;
+    }
+    if (lt >= 256) {
+      // The difference of two frames: median |d| = 0.6745 * sqrt(2) sigma.
+      // Motion the vectors missed only adds, as texture does to the
+      // spatial measure: the smaller of the two is kept.
+      const int64_t m = Median16(luma[i], kDiffBuckets, lt);
+      const int64_t sigma16 = (m * 1073 + 512) >> 10;  // * 1.0483
+      const int64_t tvar = (sigma16 * sigma16 + 8) >> 4;
+      if (svar < 0 || tvar < svar) var[i] = tvar;
+      if (!weight[i]) weight[i] = lt < 1024 ? lt : 1024;
+      if (ct >= 256 && sigma16 > 0) {
+        const int64_t mc = Median16(chroma[i], kDiffBuckets, ct);
+        const int64_t csigma16 = (mc * 1073 + 512) >> 10;
+        cvar_sum += weight[i] * ((csigma16 * 64 + sigma16 / 2) / sigma16);
+        cweight += weight[i];
+      }
     }
   }
   // Weighted least squares of var over the bin centres Y = 32 i + 16.
@@ -443,8 +520,12 @@ void FitNoise(VdAdaptive* a) {
   line.a2 = static_cast<int16_t>(Clamp(static_cast<int>(s1 - ((line.b2 * 128) >> 6)), 1, 255));
   VdTemporalParams& t = a->tparams;
   t.luma = line;
-  t.still = 15;
-  t.move = 24;
+#ifndef VD_ADAPTIVE_STILL
+#define VD_ADAPTIVE_STILL 15
+#define VD_ADAPTIVE_MOVE 24
+#endif
+  t.still = VD_ADAPTIVE_STILL;
+  t.move = VD_ADAPTIVE_MOVE;
   t.chroma_move = 20;
   t.chroma_ratio = static_cast<int16_t>(Clamp(a->chroma_ratio, 4, 128));
   VdSpatialParams& sp = a->sparams;
@@ -467,16 +548,32 @@ void RunMotion(void* arg, int item) {
 
 // ---- phase 3: prediction -------------------------------------------------
 
+// Row y of a plane predicted block by block from ref: vectors in half
+// pixels of this plane (shifted right by `shift` from the luma's), blocks of
+// `block` pixels, coordinates clamped to the plane, half positions averaged
+// as in HalfSad.
 void PredictRow(const uint8_t* ref, int w, int h, int y, const Mv* row_mv,
                 int block, int shift, uint8_t* out) {
   for (int x0 = 0, b = 0; x0 < w; x0 += block, ++b) {
     const int vx = row_mv[b].x >> shift, vy = row_mv[b].y >> shift;
+    const int ix = vx >> 1, iy = vy >> 1, fx = vx & 1, fy = vy & 1;
     const int n = x0 + block <= w ? block : w - x0;
-    const uint8_t* r = ref + static_cast<size_t>(Clamp(y + vy, 0, h - 1)) * w;
-    if (x0 + vx >= 0 && x0 + n + vx <= w) {
-      memcpy(out + x0, r + x0 + vx, n);
+    const uint8_t* r0 = ref + static_cast<size_t>(Clamp(y + iy, 0, h - 1)) * w;
+    const uint8_t* r1 = ref + static_cast<size_t>(Clamp(y + iy + fy, 0, h - 1)) * w;
+    if (x0 + ix >= 0 && x0 + n + ix + fx <= w) {
+      if (!fx && !fy) {
+        memcpy(out + x0, r0 + x0 + ix, n);
+      } else {
+        for (int x = x0; x < x0 + n; ++x) {
+          const int k = x + ix;
+          out[x] = static_cast<uint8_t>((r0[k] + r0[k + fx] + r1[k] + r1[k + fx] + 2) >> 2);
+        }
+      }
     } else {
-      for (int x = x0; x < x0 + n; ++x) out[x] = r[Clamp(x + vx, 0, w - 1)];
+      for (int x = x0; x < x0 + n; ++x) {
+        const int k0 = Clamp(x + ix, 0, w - 1), k1 = Clamp(x + ix + fx, 0, w - 1);
+        out[x] = static_cast<uint8_t>((r0[k0] + r0[k1] + r1[k0] + r1[k1] + 2) >> 2);
+      }
     }
   }
 }
@@ -517,7 +614,8 @@ void SampleNoise(VdAdaptive* a, int y0, int y1, BandStats* st) {
     for (int x = 1; x < a->w; x += 4) {
       if (n[x] < 4) continue;
       const Mv v = mv[x >> 4];
-      const int ry = Clamp(y + v.y, 0, a->h - 1), rx = Clamp(x + v.x, 0, a->w - 1);
+      const int ry = Clamp(y + ((v.y + 1) >> 1), 0, a->h - 1);
+      const int rx = Clamp(x + ((v.x + 1) >> 1), 0, a->w - 1);
       const int d = Abs(c[x] - last[0][static_cast<size_t>(ry) * a->w + rx]);
       st->luma[p[x] >> 5][d < kDiffBuckets ? d : kDiffBuckets - 1]++;
     }
@@ -529,8 +627,8 @@ void SampleNoise(VdAdaptive* a, int y0, int y1, BandStats* st) {
     for (int x = 1; x < a->cw; x += 2) {
       if (n[2 * x] < 4) continue;
       const Mv v = mv[x >> 3];
-      const int ry = Clamp(y + (v.y >> 1), 0, a->ch - 1);
-      const int rx = Clamp(x + (v.x >> 1), 0, a->cw - 1);
+      const int ry = Clamp(y + ((v.y + 2) >> 2), 0, a->ch - 1);
+      const int rx = Clamp(x + ((v.x + 2) >> 2), 0, a->cw - 1);
       for (int p = 1; p < 3; ++p) {
         const int d = Abs(in[p][static_cast<size_t>(y) * a->cw + x] -
                           last[p][static_cast<size_t>(ry) * a->cw + rx]);
@@ -565,12 +663,19 @@ void RunBlend(void* arg, int item) {
   SampleNoise(a, y0, y1, &a->stats[item]);
   const VdTemporalParams* tp = &a->tparams;
   const int w = a->w;
+  uint8_t* cap = a->scratch + static_cast<size_t>(item) * 2 * a->max_w;
   for (int y = y0; y < y1; ++y) {
+    if (y == y0 || (y & 15) == 0) {
+      const uint8_t* c16 = a->cap16 + (y >> 4) * a->bx16;
+      for (int b = 0; b < a->bx16; ++b) {
+        memset(cap + 16 * b, c16[b], 16 * b + 16 <= w ? 16 : w - 16 * b);
+      }
+    }
     const size_t r0 = static_cast<size_t>(y > 0 ? y - 1 : 0) * w;
     const size_t r1 = static_cast<size_t>(y) * w;
     const size_t r2 = static_cast<size_t>(y < a->h - 1 ? y + 1 : y) * w;
     a->tk->luma(in[0] + r0, in[0] + r1, in[0] + r2, a->pred[0] + r0, a->pred[0] + r1,
-                a->pred[0] + r2, a->hist[0] + r1, out[0] + r1, w, tp);
+                a->pred[0] + r2, cap, a->hist[0] + r1, out[0] + r1, w, tp);
   }
   const int cw = a->cw;
   for (int y = y0 / 2; y < y1 / 2; ++y) {
@@ -736,6 +841,7 @@ int VdAdaptivePlan(VdAdaptive* a, const VdFrameView* src, const VdFrameView* dst
     a->cur ^= 1;
     a->global = GlobalMotion(a);
   }
+  a->motion_noise = a->tparams.luma;
   a->src = *src;
   a->dst = *dst;
   a->tk = AdaptiveTemporalKernels();

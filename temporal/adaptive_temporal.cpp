@@ -48,7 +48,7 @@ int AdaptiveSad16_C(const uint8_t* a, int a_stride, const uint8_t* b,
 void AdaptiveTemporalLumaPixel(const uint8_t* c0, const uint8_t* c1,
                                const uint8_t* c2, const uint8_t* p0,
                                const uint8_t* p1, const uint8_t* p2,
-                               uint8_t* hist, uint8_t* out, int width, int x,
+                               const uint8_t* cap, uint8_t* hist, uint8_t* out, int width, int x,
                                const VdTemporalParams* params) {
   const int sad4 = 4 * PatchSad(c0, c1, c2, p0, p1, p2, width, x);
   const int sigma4 = VdSigma4(params->luma, p1[x]);
@@ -60,6 +60,7 @@ void AdaptiveTemporalLumaPixel(const uint8_t* c0, const uint8_t* c1,
   } else if (sad4 <= params->move * sigma4) {
     n = grown >> 2;
   }
+  if (n > cap[x]) n = cap[x];
   hist[x] = static_cast<uint8_t>(n);
   out[x] = Blend(c1[x], p1[x], n);
 }
@@ -67,10 +68,10 @@ void AdaptiveTemporalLumaPixel(const uint8_t* c0, const uint8_t* c1,
 void AdaptiveTemporalLuma_C(const uint8_t* c0, const uint8_t* c1,
                             const uint8_t* c2, const uint8_t* p0,
                             const uint8_t* p1, const uint8_t* p2,
-                            uint8_t* hist, uint8_t* out, int width,
+                            const uint8_t* cap, uint8_t* hist, uint8_t* out, int width,
                             const VdTemporalParams* params) {
   for (int x = 0; x < width; ++x) {
-    AdaptiveTemporalLumaPixel(c0, c1, c2, p0, p1, p2, hist, out, width, x,
+    AdaptiveTemporalLumaPixel(c0, c1, c2, p0, p1, p2, cap, hist, out, width, x,
                               params);
   }
 }

@@ -51,13 +51,15 @@ typedef int (*VdSad16Fn)(const uint8_t* a, int a_stride, const uint8_t* b,
                          int b_stride, int rows);
 
 // One luma row y: c0/c1/c2 and p0/p1/p2 are rows y-1, y, y+1 of the frame and
+// of its prediction, cap the longest history each pixel may keep
 // of its prediction (border rows repeated by the caller), hist the row's
 // history lengths (read, then replaced by the new ones), out the blended row.
 // Columns beyond the row repeat its border pixel.
 typedef void (*VdTemporalLumaFn)(const uint8_t* c0, const uint8_t* c1,
                                  const uint8_t* c2, const uint8_t* p0,
                                  const uint8_t* p1, const uint8_t* p2,
-                                 uint8_t* hist, uint8_t* out, int width,
+                                 const uint8_t* cap, uint8_t* hist,
+                                 uint8_t* out, int width,
                                  const VdTemporalParams* params);
 
 // One chroma row: as the luma row, plus the luma prediction row 2y (its
@@ -91,7 +93,7 @@ int AdaptiveSad16_C(const uint8_t* a, int a_stride, const uint8_t* b,
 void AdaptiveTemporalLuma_C(const uint8_t* c0, const uint8_t* c1,
                             const uint8_t* c2, const uint8_t* p0,
                             const uint8_t* p1, const uint8_t* p2,
-                            uint8_t* hist, uint8_t* out, int width,
+                            const uint8_t* cap, uint8_t* hist, uint8_t* out, int width,
                             const VdTemporalParams* params);
 void AdaptiveTemporalChroma_C(const uint8_t* c0, const uint8_t* c1,
                               const uint8_t* c2, const uint8_t* p0,
@@ -106,7 +108,7 @@ void AdaptiveTemporalChroma_C(const uint8_t* c0, const uint8_t* c1,
 void AdaptiveTemporalLumaPixel(const uint8_t* c0, const uint8_t* c1,
                                const uint8_t* c2, const uint8_t* p0,
                                const uint8_t* p1, const uint8_t* p2,
-                               uint8_t* hist, uint8_t* out, int width, int x,
+                               const uint8_t* cap, uint8_t* hist, uint8_t* out, int width, int x,
                                const VdTemporalParams* params);
 void AdaptiveTemporalChromaPixel(const uint8_t* c0, const uint8_t* c1,
                                  const uint8_t* c2, const uint8_t* p0,
@@ -123,7 +125,7 @@ int AdaptiveSad16_SSE2(const uint8_t* a, int a_stride, const uint8_t* b,
 void AdaptiveTemporalLuma_SSE2(const uint8_t* c0, const uint8_t* c1,
                                const uint8_t* c2, const uint8_t* p0,
                                const uint8_t* p1, const uint8_t* p2,
-                               uint8_t* hist, uint8_t* out, int width,
+                               const uint8_t* cap, uint8_t* hist, uint8_t* out, int width,
                                const VdTemporalParams* params);
 void AdaptiveTemporalChroma_SSE2(const uint8_t* c0, const uint8_t* c1,
                                  const uint8_t* c2, const uint8_t* p0,
@@ -136,7 +138,7 @@ void AdaptiveTemporalChroma_SSE2(const uint8_t* c0, const uint8_t* c1,
 void AdaptiveTemporalLuma_AVX2(const uint8_t* c0, const uint8_t* c1,
                                const uint8_t* c2, const uint8_t* p0,
                                const uint8_t* p1, const uint8_t* p2,
-                               uint8_t* hist, uint8_t* out, int width,
+                               const uint8_t* cap, uint8_t* hist, uint8_t* out, int width,
                                const VdTemporalParams* params);
 #endif
 
@@ -146,7 +148,7 @@ int AdaptiveSad16_NEON(const uint8_t* a, int a_stride, const uint8_t* b,
 void AdaptiveTemporalLuma_NEON(const uint8_t* c0, const uint8_t* c1,
                                const uint8_t* c2, const uint8_t* p0,
                                const uint8_t* p1, const uint8_t* p2,
-                               uint8_t* hist, uint8_t* out, int width,
+                               const uint8_t* cap, uint8_t* hist, uint8_t* out, int width,
                                const VdTemporalParams* params);
 #endif
 

@@ -16,9 +16,6 @@
 #include <string.h>
 
 #include <new>
-#ifdef VD_ADAPTIVE_DEBUG
-#include <stdio.h>
-#endif
 
 #include "spatial/adaptive_spatial.h"
 #include "temporal/adaptive_temporal.h"
@@ -224,46 +221,31 @@ int QuarterSad(const VdAdaptive* a, int x0, int y0, int w, int h, int dx, int dy
   return s;
 }
 
-// Full-resolution SAD of the 16x16 block at (x, y) against the previous
-// blend displaced by v (every other row); the block and its displaced copy
-// lie inside the frame.
-int BlockSad(const VdAdaptive* a, int x, int y, Mv v) {
-  const uint8_t* c = a->input[a->cur][0] + static_cast<size_t>(y) * a->w + x;
-  const uint8_t* r = a->blend[a->cur ^ 1][0] +
-                     static_cast<ptrdiff_t>(y + v.y) * a->w + x + v.x;
-  return a->tk->sad16(c, 2 * a->w, r, 2 * a->w, 8);
-}
-
-bool Inside16(const VdAdaptive* a, int x, int y, Mv v) {
-  return x + v.x >= 0 && y + v.y >= 0 && x + v.x + 16 <= a->w && y + v.y + 16 <= a->h;
-}
-
-// SAD of the 16x16 block at (x, y) (every other row) against the previous
-// blend at the half-pixel displacement h: averages of two or four pixels,
-// rounded up at one half. The displaced block and one more pixel to the
-// right and below lie inside the frame.
-int HalfSad(const VdAdaptive* a, int x, int y, Mv h) {
+// Full-resolution SAD of the 16x16 block at (x, y) (inside the frame)
+// against the previous blend at the half-pixel displacement h (every other
+// row): half positions average two or four pixels, rounded up at one half;
+// reference coordinates outside the frame are clamped, as the prediction
+// clamps them.
+int BlockSad(const VdAdaptive* a, int x, int y, Mv h) {
   const int w = a->w;
   const uint8_t* c = a->input[a->cur][0] + static_cast<size_t>(y) * w + x;
-  const uint8_t* r = a->blend[a->cur ^ 1][0] +
-                     static_cast<ptrdiff_t>(y + (h.y >> 1)) * w + x + (h.x >> 1);
-  const int fx = h.x & 1, fy = h.y & 1;
+  const uint8_t* ref = a->blend[a->cur ^ 1][0];
+  const int ix = x + (h.x >> 1), iy = y + (h.y >> 1), fx = h.x & 1, fy = h.y & 1;
+  const bool inside = ix >= 0 && iy >= 0 && ix + 16 + fx <= w && iy + 16 + fy <= a->h;
+  if (inside && !fx && !fy) {
+    return a->tk->sad16(c, 2 * w, ref + static_cast<ptrdiff_t>(iy) * w + ix, 2 * w, 8);
+  }
   int s = 0;
   for (int row = 0; row < 8; ++row) {
-    const uint8_t* r0 = r + static_cast<ptrdiff_t>(2 * row) * w;
-    const uint8_t* r1 = r0 + fy * w;
+    const uint8_t* r0 = ref + static_cast<size_t>(Clamp(iy + 2 * row, 0, a->h - 1)) * w;
+    const uint8_t* r1 = ref + static_cast<size_t>(Clamp(iy + 2 * row + fy, 0, a->h - 1)) * w;
     const uint8_t* cr = c + static_cast<ptrdiff_t>(2 * row) * w;
     for (int k = 0; k < 16; ++k) {
-      const int p = (r0[k] + r0[k + fx] + r1[k] + r1[k + fx] + 2) >> 2;
-      s += Abs(cr[k] - p);
+      const int k0 = Clamp(ix + k, 0, w - 1), k1 = Clamp(ix + k + fx, 0, w - 1);
+      s += Abs(cr[k] - ((r0[k0] + r0[k1] + r1[k0] + r1[k1] + 2) >> 2));
     }
   }
   return s;
-}
-
-bool InsideHalf(const VdAdaptive* a, int x, int y, Mv h) {
-  const int ix = x + (h.x >> 1), iy = y + (h.y >> 1);
-  return ix >= 0 && iy >= 0 && ix + 16 + (h.x & 1) <= a->w && iy + 16 + (h.y & 1) <= a->h;
 }
 
 // sqrt(1 + 1 / (n + 1)) in 1/256: the spread of (frame - prediction) over
@@ -281,29 +263,35 @@ void RefineBlock(VdAdaptive* a, int x16, int y16, Mv coarse) {
   Mv v = {static_cast<int16_t>(2 * coarse.x), static_cast<int16_t>(2 * coarse.y)};
   uint8_t cap = kVdAdaptiveMaxHistory;
   if (a->history > 0 && x + 16 <= a->w && y + 16 <= a->h) {
-    Mv c = {static_cast<int16_t>(Clamp(coarse.x, -x, a->w - 16 - x)),
-            static_cast<int16_t>(Clamp(coarse.y, -y, a->h - 16 - y))};
-    const Mv start = c;
-    int csad = BlockSad(a, x, y, c);
-    for (int dy = -2; dy <= 2; ++dy) {
-      for (int dx = -2; dx <= 2; ++dx) {
-        const Mv t = {static_cast<int16_t>(start.x + dx), static_cast<int16_t>(start.y + dy)};
-        if ((!dx && !dy) || !Inside16(a, x, y, t)) continue;
-        const int s = BlockSad(a, x, y, t);
+    // Whole pixels in half-pixel units, then half pixels. Costs add sigma / 16
+    // per half pixel away from the global motion: along an edge or a
+    // stripe every shift fits equally well, and the camera's motion is the
+    // likely one.
+    const int lambda = VdSigma4(a->motion_noise, 128) >> 2;
+    auto cost = [&](Mv t) {
+      return BlockSad(a, x, y, t) + lambda * (Abs(t.x - a->global.x) + Abs(t.y - a->global.y));
+    };
+    Mv c = v;
+    int csad = cost(c);
+    for (int dy = -4; dy <= 4; dy += 2) {
+      for (int dx = -4; dx <= 4; dx += 2) {
+        const Mv t = {static_cast<int16_t>(v.x + dx), static_cast<int16_t>(v.y + dy)};
+        if (!dx && !dy) continue;
+        const int s = cost(t);
         if (s < csad) csad = s, c = t;
       }
     }
-    Mv h = {static_cast<int16_t>(2 * c.x), static_cast<int16_t>(2 * c.y)};
+    Mv h = c;
     int hsad = csad;
-    const Mv centre = h;
     for (int dy = -1; dy <= 1; ++dy) {
       for (int dx = -1; dx <= 1; ++dx) {
-        const Mv t = {static_cast<int16_t>(centre.x + dx), static_cast<int16_t>(centre.y + dy)};
-        if ((!dx && !dy) || !InsideHalf(a, x, y, t)) continue;
-        const int s = HalfSad(a, x, y, t);
+        const Mv t = {static_cast<int16_t>(c.x + dx), static_cast<int16_t>(c.y + dy)};
+        if (!dx && !dy) continue;
+        const int s = cost(t);
         if (s < hsad) hsad = s, h = t;
       }
     }
+    hsad = BlockSad(a, x, y, h);
     const Mv zero = {0, 0};
     const int zsad = BlockSad(a, x, y, zero);
     if (zsad <= hsad + (hsad >> 4)) h = zero, hsad = zsad;
@@ -342,7 +330,7 @@ void RunMotionRow(VdAdaptive* a, int by) {
       int cand[7][2];
       int n = 0;
       cand[n][0] = 0, cand[n][1] = 0, ++n;
-      cand[n][0] = a->global.x, cand[n][1] = a->global.y, ++n;
+      cand[n][0] = a->global.x / 2, cand[n][1] = a->global.y / 2, ++n;
       const int nb[5][2] = {{0, 0}, {-1, 0}, {1, 0}, {0, -1}, {0, 1}};
       for (int i = 0; i < 5; ++i) {
         const int x = bx + nb[i][0], y = by + nb[i][1];
@@ -506,13 +494,12 @@ void FitNoise(VdAdaptive* a) {
     a->var_b = (3 * a->var_b + fb + 2) >> 2;
     if (cweight > 0) a->chroma_ratio = (3 * a->chroma_ratio + ratio + 2) >> 2;
   }
-#ifdef VD_ADAPTIVE_DEBUG
-  fprintf(stderr, "fit a=%lld b=%lld ratio=%d (new %lld %lld %d)\n", (long long)a->var_a, (long long)a->var_b, a->chroma_ratio, (long long)fa, (long long)fb, ratio);
-#endif
   // Chords of 4 * sigma through Y = 0, 128 and 255.
-  const int64_t s0 = Isqrt(a->var_b);  // sigma16 / 4 = 4 * sigma
-  const int64_t s1 = Isqrt((a->var_a * 128) / 256 + a->var_b);
-  const int64_t s2 = Isqrt((a->var_a * 255) / 256 + a->var_b);
+  // Each node at most 255 (sigma 63.75), so that sigma4 stays within a byte
+  // between them.
+  const int64_t s0 = Clamp(static_cast<int>(Isqrt(a->var_b)), 1, 255);  // 4 * sigma
+  const int64_t s1 = Clamp(static_cast<int>(Isqrt((a->var_a * 128) / 256 + a->var_b)), 1, 255);
+  const int64_t s2 = Clamp(static_cast<int>(Isqrt((a->var_a * 255) / 256 + a->var_b)), 1, 255);
   VdNoiseLine line;
   line.a1 = static_cast<int16_t>(Clamp(static_cast<int>(s0), 1, 255));
   line.b1 = static_cast<int16_t>(Clamp(static_cast<int>((s1 - s0) / 2), 0, 128));
@@ -520,12 +507,8 @@ void FitNoise(VdAdaptive* a) {
   line.a2 = static_cast<int16_t>(Clamp(static_cast<int>(s1 - ((line.b2 * 128) >> 6)), 1, 255));
   VdTemporalParams& t = a->tparams;
   t.luma = line;
-#ifndef VD_ADAPTIVE_STILL
-#define VD_ADAPTIVE_STILL 15
-#define VD_ADAPTIVE_MOVE 24
-#endif
-  t.still = VD_ADAPTIVE_STILL;
-  t.move = VD_ADAPTIVE_MOVE;
+  t.still = 15;
+  t.move = 24;
   t.chroma_move = 20;
   t.chroma_ratio = static_cast<int16_t>(Clamp(a->chroma_ratio, 4, 128));
   VdSpatialParams& sp = a->sparams;
@@ -769,22 +752,24 @@ void RunSpatialFine(void* arg, int item) {
   }
 }
 
-// Median of the last frame's coarse vectors, the search's global candidate.
+// Median of the last frame's block vectors (half pixels): the camera's
+// motion, a candidate of the search and the prior of the refinement.
 Mv GlobalMotion(const VdAdaptive* a) {
-  const Mv* f = a->mv32[a->cur ^ 1];
-  const int n = a->bx32 * a->by32;
-  uint32_t hx[2 * kMaxVector + 1] = {}, hy[2 * kMaxVector + 1] = {};
+  const Mv* f = a->mv16;
+  const int n = a->bx16 * a->by16;
+  const int range = 2 * kMaxVector;
+  uint32_t hx[2 * range + 1] = {}, hy[2 * range + 1] = {};
   for (int i = 0; i < n; ++i) {
-    hx[Clamp(f[i].x, -kMaxVector, kMaxVector) + kMaxVector]++;
-    hy[Clamp(f[i].y, -kMaxVector, kMaxVector) + kMaxVector]++;
+    hx[Clamp(f[i].x, -range, range) + range]++;
+    hy[Clamp(f[i].y, -range, range) + range]++;
   }
   Mv g = {0, 0};
   int cx = 0, cy = 0;
   bool fx = false, fy = false;
-  for (int i = 0; i <= 2 * kMaxVector; ++i) {
+  for (int i = 0; i <= 2 * range; ++i) {
     cx += hx[i], cy += hy[i];
-    if (!fx && 2 * cx >= n) g.x = static_cast<int16_t>(i - kMaxVector), fx = true;
-    if (!fy && 2 * cy >= n) g.y = static_cast<int16_t>(i - kMaxVector), fy = true;
+    if (!fx && 2 * cx >= n) g.x = static_cast<int16_t>(i - range), fx = true;
+    if (!fy && 2 * cy >= n) g.y = static_cast<int16_t>(i - range), fy = true;
   }
   return g;
 }
@@ -835,6 +820,7 @@ int VdAdaptivePlan(VdAdaptive* a, const VdFrameView* src, const VdFrameView* dst
   if (a->frames == 0) {
     memset(a->mv32[0], 0, sizeof(Mv) * a->bx32 * a->by32);
     memset(a->mv32[1], 0, sizeof(Mv) * a->bx32 * a->by32);
+    memset(a->mv16, 0, sizeof(Mv) * a->bx16 * a->by16);
     a->global = Mv{0, 0};
     a->model_valid = false;
   } else {

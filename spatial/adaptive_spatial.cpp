@@ -63,18 +63,13 @@ namespace {
 
 const VdSpatialKernels kScalar = {AdaptiveSpatialRow_C, AdaptiveLumaThreshold_C,
                                   AdaptiveChromaThreshold_C};
-#if defined(VD_X86_SIMD) && defined(VD_ADAPTIVE_TWINS)
+#if defined(VD_X86_SIMD)
 const VdSpatialKernels kSse2 = {AdaptiveSpatialRow_SSE2,
                                 AdaptiveLumaThreshold_SSE2,
                                 AdaptiveChromaThreshold_SSE2};
 const VdSpatialKernels kAvx2 = {AdaptiveSpatialRow_AVX2,
                                 AdaptiveLumaThreshold_AVX2,
                                 AdaptiveChromaThreshold_AVX2};
-#endif
-#if defined(__ARM_NEON) && defined(VD_ADAPTIVE_TWINS)
-const VdSpatialKernels kNeon = {AdaptiveSpatialRow_NEON,
-                                AdaptiveLumaThreshold_C,
-                                AdaptiveChromaThreshold_C};
 #endif
 
 }  // namespace
@@ -84,15 +79,11 @@ const VdSpatialKernels* AdaptiveSpatialKernelsFor(int level) {
   switch (level) {
     case kVdSimdScalar:
       return &kScalar;
-#if defined(VD_X86_SIMD) && defined(VD_ADAPTIVE_TWINS)
+#if defined(VD_X86_SIMD)
     case kVdSimdSse2:
       return &kSse2;
     case kVdSimdAvx2:
       return &kAvx2;
-#endif
-#if defined(__ARM_NEON) && defined(VD_ADAPTIVE_TWINS)
-    case kVdSimdNeon:
-      return &kNeon;
 #endif
     default:
       return nullptr;

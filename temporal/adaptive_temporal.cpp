@@ -116,15 +116,11 @@ namespace {
 
 const VdTemporalKernels kScalar = {AdaptiveSad16_C, AdaptiveTemporalLuma_C,
                                    AdaptiveTemporalChroma_C};
-#if defined(VD_X86_SIMD) && defined(VD_ADAPTIVE_TWINS)
+#if defined(VD_X86_SIMD)
 const VdTemporalKernels kSse2 = {AdaptiveSad16_SSE2, AdaptiveTemporalLuma_SSE2,
                                  AdaptiveTemporalChroma_SSE2};
 const VdTemporalKernels kAvx2 = {AdaptiveSad16_SSE2, AdaptiveTemporalLuma_AVX2,
-                                 AdaptiveTemporalChroma_SSE2};
-#endif
-#if defined(__ARM_NEON) && defined(VD_ADAPTIVE_TWINS)
-const VdTemporalKernels kNeon = {AdaptiveSad16_NEON, AdaptiveTemporalLuma_NEON,
-                                 AdaptiveTemporalChroma_C};
+                                 AdaptiveTemporalChroma_AVX2};
 #endif
 
 }  // namespace
@@ -134,15 +130,11 @@ const VdTemporalKernels* AdaptiveTemporalKernelsFor(int level) {
   switch (level) {
     case kVdSimdScalar:
       return &kScalar;
-#if defined(VD_X86_SIMD) && defined(VD_ADAPTIVE_TWINS)
+#if defined(VD_X86_SIMD)
     case kVdSimdSse2:
       return &kSse2;
     case kVdSimdAvx2:
       return &kAvx2;
-#endif
-#if defined(__ARM_NEON) && defined(VD_ADAPTIVE_TWINS)
-    case kVdSimdNeon:
-      return &kNeon;
 #endif
     default:
       return nullptr;

@@ -51,8 +51,8 @@ typedef int (*VdSad16Fn)(const uint8_t* a, int a_stride, const uint8_t* b,
                          int b_stride, int rows);
 
 // One luma row y: c0/c1/c2 and p0/p1/p2 are rows y-1, y, y+1 of the frame and
-// of its prediction, cap the longest history each pixel may keep
-// of its prediction (border rows repeated by the caller), hist the row's
+// of its prediction (border rows repeated by the caller), cap the longest
+// history each pixel may keep, hist the row's
 // history lengths (read, then replaced by the new ones), out the blended row.
 // Columns beyond the row repeat its border pixel.
 typedef void (*VdTemporalLumaFn)(const uint8_t* c0, const uint8_t* c1,
@@ -135,6 +135,14 @@ void AdaptiveTemporalChroma_SSE2(const uint8_t* c0, const uint8_t* c1,
                                  const uint8_t* luma_hist1, uint8_t* hist,
                                  uint8_t* out, int width,
                                  const VdTemporalParams* params);
+void AdaptiveTemporalChroma_AVX2(const uint8_t* c0, const uint8_t* c1,
+                                 const uint8_t* c2, const uint8_t* p0,
+                                 const uint8_t* p1, const uint8_t* p2,
+                                 const uint8_t* luma_pred,
+                                 const uint8_t* luma_hist0,
+                                 const uint8_t* luma_hist1, uint8_t* hist,
+                                 uint8_t* out, int width,
+                                 const VdTemporalParams* params);
 void AdaptiveTemporalLuma_AVX2(const uint8_t* c0, const uint8_t* c1,
                                const uint8_t* c2, const uint8_t* p0,
                                const uint8_t* p1, const uint8_t* p2,
@@ -142,14 +150,5 @@ void AdaptiveTemporalLuma_AVX2(const uint8_t* c0, const uint8_t* c1,
                                const VdTemporalParams* params);
 #endif
 
-#if defined(__ARM_NEON)
-int AdaptiveSad16_NEON(const uint8_t* a, int a_stride, const uint8_t* b,
-                       int b_stride, int rows);
-void AdaptiveTemporalLuma_NEON(const uint8_t* c0, const uint8_t* c1,
-                               const uint8_t* c2, const uint8_t* p0,
-                               const uint8_t* p1, const uint8_t* p2,
-                               const uint8_t* cap, uint8_t* hist, uint8_t* out, int width,
-                               const VdTemporalParams* params);
-#endif
 
 #endif  // VD_TEMPORAL_ADAPTIVE_TEMPORAL_H_

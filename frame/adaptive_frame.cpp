@@ -232,8 +232,10 @@ int BlockSad(const VdAdaptive* a, int x, int y, Mv h) {
   const uint8_t* ref = a->blend[a->cur ^ 1][0];
   const int ix = x + (h.x >> 1), iy = y + (h.y >> 1), fx = h.x & 1, fy = h.y & 1;
   const bool inside = ix >= 0 && iy >= 0 && ix + 16 + fx <= w && iy + 16 + fy <= a->h;
-  if (inside && !fx && !fy) {
-    return a->tk->sad16(c, 2 * w, ref + static_cast<ptrdiff_t>(iy) * w + ix, 2 * w, 8);
+  if (inside) {
+    const uint8_t* r = ref + static_cast<ptrdiff_t>(iy) * w + ix;
+    if (!fx && !fy) return a->tk->sad16(c, 2 * w, r, 2 * w, 8);
+    return a->tk->half_sad16(c, 2 * w, r, 2 * w, fx, fy, 8);
   }
   int s = 0;
   for (int row = 0; row < 8; ++row) {

@@ -45,6 +45,21 @@ int AdaptiveSad16_C(const uint8_t* a, int a_stride, const uint8_t* b,
   return s;
 }
 
+int AdaptiveHalfSad16_C(const uint8_t* a, int a_stride, const uint8_t* b,
+                        int b_stride, int fx, int fy, int rows) {
+  const int down = fy ? b_stride : 0;
+  int s = 0;
+  for (int y = 0; y < rows; ++y) {
+    for (int x = 0; x < 16; ++x) {
+      const int p = (b[x] + b[x + fx] + b[x + down] + b[x + down + fx] + 2) >> 2;
+      s += AbsDiff(a[x], p);
+    }
+    a += a_stride;
+    b += b_stride;
+  }
+  return s;
+}
+
 void AdaptiveTemporalLumaPixel(const uint8_t* c0, const uint8_t* c1,
                                const uint8_t* c2, const uint8_t* p0,
                                const uint8_t* p1, const uint8_t* p2,
@@ -114,12 +129,12 @@ void AdaptiveTemporalChroma_C(const uint8_t* c0, const uint8_t* c1,
 
 namespace {
 
-const VdTemporalKernels kScalar = {AdaptiveSad16_C, AdaptiveTemporalLuma_C,
+const VdTemporalKernels kScalar = {AdaptiveSad16_C, AdaptiveHalfSad16_C, AdaptiveTemporalLuma_C,
                                    AdaptiveTemporalChroma_C};
 #if defined(VD_X86_SIMD)
-const VdTemporalKernels kSse2 = {AdaptiveSad16_SSE2, AdaptiveTemporalLuma_SSE2,
+const VdTemporalKernels kSse2 = {AdaptiveSad16_SSE2, AdaptiveHalfSad16_SSE2, AdaptiveTemporalLuma_SSE2,
                                  AdaptiveTemporalChroma_SSE2};
-const VdTemporalKernels kAvx2 = {AdaptiveSad16_SSE2, AdaptiveTemporalLuma_AVX2,
+const VdTemporalKernels kAvx2 = {AdaptiveSad16_SSE2, AdaptiveHalfSad16_SSE2, AdaptiveTemporalLuma_AVX2,
                                  AdaptiveTemporalChroma_AVX2};
 #endif
 

@@ -50,6 +50,12 @@ struct VdTemporalParams {
 typedef int (*VdSad16Fn)(const uint8_t* a, int a_stride, const uint8_t* b,
                          int b_stride, int rows);
 
+// SAD over `rows` rows of 16 bytes between a and b at a half-pixel offset:
+// each b pixel is (b[k] + b[k + fx] + b[k + s] + b[k + s + fx] + 2) >> 2 with
+// s = fy * b_stride (fx, fy 0 or 1), so whole offsets read b itself.
+typedef int (*VdHalfSad16Fn)(const uint8_t* a, int a_stride, const uint8_t* b,
+                             int b_stride, int fx, int fy, int rows);
+
 // One luma row y: c0/c1/c2 and p0/p1/p2 are rows y-1, y, y+1 of the frame and
 // of its prediction (border rows repeated by the caller), cap the longest
 // history each pixel may keep, hist the row's
@@ -77,6 +83,7 @@ typedef void (*VdTemporalChromaFn)(const uint8_t* c0, const uint8_t* c1,
 
 struct VdTemporalKernels {
   VdSad16Fn sad16;
+  VdHalfSad16Fn half_sad16;
   VdTemporalLumaFn luma;
   VdTemporalChromaFn chroma;
 };
@@ -90,6 +97,8 @@ const VdTemporalKernels* AdaptiveTemporalKernelsFor(int level);
 // References.
 int AdaptiveSad16_C(const uint8_t* a, int a_stride, const uint8_t* b,
                     int b_stride, int rows);
+int AdaptiveHalfSad16_C(const uint8_t* a, int a_stride, const uint8_t* b,
+                        int b_stride, int fx, int fy, int rows);
 void AdaptiveTemporalLuma_C(const uint8_t* c0, const uint8_t* c1,
                             const uint8_t* c2, const uint8_t* p0,
                             const uint8_t* p1, const uint8_t* p2,
@@ -122,6 +131,8 @@ void AdaptiveTemporalChromaPixel(const uint8_t* c0, const uint8_t* c1,
 #if defined(__x86_64__) || defined(_M_X64)
 int AdaptiveSad16_SSE2(const uint8_t* a, int a_stride, const uint8_t* b,
                        int b_stride, int rows);
+int AdaptiveHalfSad16_SSE2(const uint8_t* a, int a_stride, const uint8_t* b,
+                           int b_stride, int fx, int fy, int rows);
 void AdaptiveTemporalLuma_SSE2(const uint8_t* c0, const uint8_t* c1,
                                const uint8_t* c2, const uint8_t* p0,
                                const uint8_t* p1, const uint8_t* p2,

@@ -30,6 +30,26 @@ int AdaptiveSad16_SSE2(const uint8_t* a, int a_stride, const uint8_t* b, int b_s
   return _mm_cvtsi128_si32(s) + _mm_cvtsi128_si32(_mm_srli_si128(s, 8));
 }
 
+int AdaptiveHalfSad16_SSE2(const uint8_t* a, int a_stride, const uint8_t* b, int b_stride,
+                           int fx, int fy, int rows) {
+  const int down = fy ? b_stride : 0;
+  const __m128i two = _mm_set1_epi16(2);
+  __m128i s = _mm_setzero_si128();
+  for (int y = 0; y < rows; ++y) {
+    const __m128i p00 = Load(b), p01 = Load(b + fx), p10 = Load(b + down), p11 = Load(b + down + fx);
+    const __m128i lo = _mm_srli_epi16(
+        _mm_add_epi16(_mm_add_epi16(_mm_add_epi16(Lo16(p00), Lo16(p01)),
+                                    _mm_add_epi16(Lo16(p10), Lo16(p11))), two), 2);
+    const __m128i hi = _mm_srli_epi16(
+        _mm_add_epi16(_mm_add_epi16(_mm_add_epi16(Hi16(p00), Hi16(p01)),
+                                    _mm_add_epi16(Hi16(p10), Hi16(p11))), two), 2);
+    s = _mm_add_epi64(s, _mm_sad_epu8(Load(a), _mm_packus_epi16(lo, hi)));
+    a += a_stride;
+    b += b_stride;
+  }
+  return _mm_cvtsi128_si32(s) + _mm_cvtsi128_si32(_mm_srli_si128(s, 8));
+}
+
 void AdaptiveTemporalLuma_SSE2(const uint8_t* c0, const uint8_t* c1, const uint8_t* c2,
                                const uint8_t* p0, const uint8_t* p1, const uint8_t* p2,
                                const uint8_t* cap, uint8_t* hist, uint8_t* out, int width,

@@ -500,6 +500,11 @@ TEST(AdaptiveKernels, TwinsEqualTheReferences) {
           vdtest::FillRandom(b.data(), b.size(), rng());
           EXPECT_EQ(ref->sad16(a.data(), 17, b.data(), 19, rows16),
                     k->sad16(a.data(), 17, b.data(), 19, rows16));
+          for (int f = 0; f < 4; ++f) {
+            EXPECT_EQ(ref->half_sad16(a.data(), 17, b.data(), 19, f & 1, f >> 1, rows16),
+                      k->half_sad16(a.data(), 17, b.data(), 19, f & 1, f >> 1, rows16))
+                << "half sad " << f;
+          }
         }
         VdSpatialParams sp;
         sp.luma = tp.luma;

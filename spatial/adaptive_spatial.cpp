@@ -71,6 +71,11 @@ const VdSpatialKernels kAvx2 = {AdaptiveSpatialRow_AVX2,
                                 AdaptiveLumaThreshold_AVX2,
                                 AdaptiveChromaThreshold_AVX2};
 #endif
+#if defined(__ARM_NEON)
+// The thresholds keep the references on ARM.
+const VdSpatialKernels kNeon = {AdaptiveSpatialRow_NEON, AdaptiveLumaThreshold_C,
+                                AdaptiveChromaThreshold_C};
+#endif
 
 }  // namespace
 
@@ -84,6 +89,10 @@ const VdSpatialKernels* AdaptiveSpatialKernelsFor(int level) {
       return &kSse2;
     case kVdSimdAvx2:
       return &kAvx2;
+#endif
+#if defined(__ARM_NEON)
+    case kVdSimdNeon:
+      return &kNeon;
 #endif
     default:
       return nullptr;

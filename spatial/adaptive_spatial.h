@@ -84,4 +84,10 @@ void AdaptiveChromaThreshold_AVX2(const uint8_t* luma_row,
 #endif
 
 
+#if defined(__ARM_NEON)
+void AdaptiveSpatialRow_NEON(const uint8_t* r0, const uint8_t* r1,
+                             const uint8_t* r2, const uint8_t* threshold,
+                             uint8_t* out, int width, int step);
+#endif
+
 #endif  // VD_SPATIAL_ADAPTIVE_SPATIAL_H_

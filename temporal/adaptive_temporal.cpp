@@ -137,6 +137,11 @@ const VdTemporalKernels kSse2 = {AdaptiveSad16_SSE2, AdaptiveHalfSad16_SSE2, Ada
 const VdTemporalKernels kAvx2 = {AdaptiveSad16_SSE2, AdaptiveHalfSad16_SSE2, AdaptiveTemporalLuma_AVX2,
                                  AdaptiveTemporalChroma_AVX2};
 #endif
+#if defined(__ARM_NEON)
+// Chroma keeps the reference on ARM.
+const VdTemporalKernels kNeon = {AdaptiveSad16_NEON, AdaptiveHalfSad16_NEON,
+                                 AdaptiveTemporalLuma_NEON, AdaptiveTemporalChroma_C};
+#endif
 
 }  // namespace
 
@@ -150,6 +155,10 @@ const VdTemporalKernels* AdaptiveTemporalKernelsFor(int level) {
       return &kSse2;
     case kVdSimdAvx2:
       return &kAvx2;
+#endif
+#if defined(__ARM_NEON)
+    case kVdSimdNeon:
+      return &kNeon;
 #endif
     default:
       return nullptr;

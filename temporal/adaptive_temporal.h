@@ -46,7 +46,7 @@ struct VdTemporalParams {
   int16_t chroma_ratio;  // chroma sigma / luma sigma, in 1/64
 };
 
-// Sum of absolute differences over `rows` rows of 16 bytes.
+// Sum of absolute differences over `rows` (at most 64) rows of 16 bytes.
 typedef int (*VdSad16Fn)(const uint8_t* a, int a_stride, const uint8_t* b,
                          int b_stride, int rows);
 
@@ -161,5 +161,18 @@ void AdaptiveTemporalLuma_AVX2(const uint8_t* c0, const uint8_t* c1,
                                const VdTemporalParams* params);
 #endif
 
+
+#if defined(__ARM_NEON)
+int AdaptiveSad16_NEON(const uint8_t* a, int a_stride, const uint8_t* b,
+                       int b_stride, int rows);
+int AdaptiveHalfSad16_NEON(const uint8_t* a, int a_stride, const uint8_t* b,
+                           int b_stride, int fx, int fy, int rows);
+void AdaptiveTemporalLuma_NEON(const uint8_t* c0, const uint8_t* c1,
+                               const uint8_t* c2, const uint8_t* p0,
+                               const uint8_t* p1, const uint8_t* p2,
+                               const uint8_t* cap, uint8_t* hist,
+                               uint8_t* out, int width,
+                               const VdTemporalParams* params);
+#endif
 
 #endif  // VD_TEMPORAL_ADAPTIVE_TEMPORAL_H_

@@ -30,11 +30,15 @@ def dilate7(mask):
     return out
 
 
-def main():
-    clean_path, test_path = sys.argv[1], sys.argv[2]
-    skip = int(sys.argv[3]) if len(sys.argv) > 3 else 2
-    _, clean = y4m.read(clean_path)
-    _, test = y4m.read(test_path)
+def moving_masks(clean):
+    """Per frame (from the second): the moving pixels."""
+    return [None] + [dilate7(np.abs(clean[t][0].astype(np.int16) - clean[t - 1][0]) > 12)
+                     for t in range(1, len(clean))]
+
+
+def scores(clean, test, skip=2, masks=None):
+    """(PSNR-Y, PSNR-UV, PSNR-Y moving) of test against clean."""
+    masks = masks or moving_masks(clean)
     n = min(len(clean), len(test))
     sy = su = sm = 0.0
     cy = cu = cm = 0
@@ -46,10 +50,17 @@ def main():
             e = clean[t][p].astype(np.float64) - test[t][p]
             su += float((e * e).sum())
             cu += e.size
-        moving = dilate7(np.abs(clean[t][0].astype(np.int16) - clean[t - 1][0]) > 12)
+        moving = masks[t]
         sm += float((ey[moving] ** 2).sum())
         cm += int(moving.sum())
-    print('%.3f %.3f %.3f' % (psnr(sy, cy), psnr(su, cu), psnr(sm, cm)))
+    return psnr(sy, cy), psnr(su, cu), psnr(sm, cm)
+
+
+def main():
+    skip = int(sys.argv[3]) if len(sys.argv) > 3 else 2
+    _, clean = y4m.read(sys.argv[1])
+    _, test = y4m.read(sys.argv[2])
+    print('%.3f %.3f %.3f' % scores(clean, test, skip))
 
 
 if __name__ == '__main__':

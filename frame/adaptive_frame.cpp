@@ -1,15 +1,17 @@
-// The adaptive method's frame pipeline (see adaptive_frame.h). Five phases
-// per frame, every item a fixed band of rows or of motion blocks:
-//   1 input   copy the frame into packed planes, reduce the luma to a
-//             quarter, gather noise statistics of flat blocks
-//   2 motion  one item per row of 32x32 blocks: candidate vectors on the
-//             quarter-resolution luma, refined at full resolution per 16x16
-//             block; one more item fits the noise model
-//   3 predict the previous result moved by the block vectors
-//   4 blend   the recursive temporal blend (and the temporal noise samples
-//             for the next frame's fit)
-//   5 spatial the edge-preserving pass into the client's frame, and the
-//             quarter-resolution copy of the blend for the next search
+// The adaptive method's frame pipeline (see adaptive_frame.h). Six phases
+// per frame, every item a fixed band of 32 rows or a row of motion blocks:
+//   1 input    copy the frame into packed planes, reduce the luma to a
+//              quarter, gather the noise of flat 8x8 blocks
+//   2 motion   one item per row of 32x32 blocks: candidate vectors on the
+//              quarter-resolution luma, refined per 16x16 block at full and
+//              half-pixel resolution, with the block's history cap; one more
+//              item fits the noise model
+//   3 predict  the previous blend moved by the block vectors
+//   4 blend    the recursive temporal blend, and the samples of the temporal
+//              noise measure for the next frame's fit
+//   5 coarse   the edge-preserving filter with taps two pixels apart
+//   6 fine     the same filter with adjacent taps into the client's frame,
+//              and the quarter-resolution blend for the next search
 #include "frame/adaptive_frame.h"
 
 #include <stdint.h>
@@ -537,8 +539,8 @@ void RunMotion(void* arg, int item) {
 // pixels of this plane (shifted right by `shift` from the luma's), blocks of
 // `block` pixels, coordinates clamped to the plane, half positions averaged
 // as in HalfSad.
-void PredictRow(const uint8_t* ref, int w, int h, int y, const Mv* row_mv,
-                int block, int shift, uint8_t* out) {
+void PredictRow(const VdTemporalKernels* tk, const uint8_t* ref, int w, int h, int y,
+                const Mv* row_mv, int block, int shift, uint8_t* out) {
   for (int x0 = 0, b = 0; x0 < w; x0 += block, ++b) {
     const int vx = row_mv[b].x >> shift, vy = row_mv[b].y >> shift;
     const int ix = vx >> 1, iy = vy >> 1, fx = vx & 1, fy = vy & 1;
@@ -549,10 +551,7 @@ void PredictRow(const uint8_t* ref, int w, int h, int y, const Mv* row_mv,
       if (!fx && !fy) {
         memcpy(out + x0, r0 + x0 + ix, n);
       } else {
-        for (int x = x0; x < x0 + n; ++x) {
-          const int k = x + ix;
-          out[x] = static_cast<uint8_t>((r0[k] + r0[k + fx] + r1[k] + r1[k + fx] + 2) >> 2);
-        }
+        tk->interpolate(r0 + x0 + ix, r1 + x0 + ix, fx, out + x0, n);
       }
     } else {
       for (int x = x0; x < x0 + n; ++x) {
@@ -569,13 +568,13 @@ void RunPredict(void* arg, int item) {
   const int y1 = y0 + kBand < a->h ? y0 + kBand : a->h;
   uint8_t* const* ref = a->blend[a->cur ^ 1];
   for (int y = y0; y < y1; ++y) {
-    PredictRow(ref[0], a->w, a->h, y, a->mv16 + (y >> 4) * a->bx16, 16, 0,
+    PredictRow(a->tk, ref[0], a->w, a->h, y, a->mv16 + (y >> 4) * a->bx16, 16, 0,
                a->pred[0] + static_cast<size_t>(y) * a->w);
   }
   for (int y = y0 / 2; y < y1 / 2; ++y) {
     const Mv* mv = a->mv16 + (y >> 3) * a->bx16;
     for (int p = 1; p < 3; ++p) {
-      PredictRow(ref[p], a->cw, a->ch, y, mv, 8, 1,
+      PredictRow(a->tk, ref[p], a->cw, a->ch, y, mv, 8, 1,
                  a->pred[p] + static_cast<size_t>(y) * a->cw);
     }
   }

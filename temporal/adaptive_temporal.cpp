@@ -60,6 +60,13 @@ int AdaptiveHalfSad16_C(const uint8_t* a, int a_stride, const uint8_t* b,
   return s;
 }
 
+void AdaptiveInterpolate_C(const uint8_t* r0, const uint8_t* r1, int fx,
+                           uint8_t* out, int n) {
+  for (int k = 0; k < n; ++k) {
+    out[k] = static_cast<uint8_t>((r0[k] + r0[k + fx] + r1[k] + r1[k + fx] + 2) >> 2);
+  }
+}
+
 void AdaptiveTemporalLumaPixel(const uint8_t* c0, const uint8_t* c1,
                                const uint8_t* c2, const uint8_t* p0,
                                const uint8_t* p1, const uint8_t* p2,
@@ -129,18 +136,21 @@ void AdaptiveTemporalChroma_C(const uint8_t* c0, const uint8_t* c1,
 
 namespace {
 
-const VdTemporalKernels kScalar = {AdaptiveSad16_C, AdaptiveHalfSad16_C, AdaptiveTemporalLuma_C,
+const VdTemporalKernels kScalar = {AdaptiveSad16_C, AdaptiveHalfSad16_C, AdaptiveInterpolate_C,
+                                   AdaptiveTemporalLuma_C,
                                    AdaptiveTemporalChroma_C};
 #if defined(VD_X86_SIMD)
-const VdTemporalKernels kSse2 = {AdaptiveSad16_SSE2, AdaptiveHalfSad16_SSE2, AdaptiveTemporalLuma_SSE2,
+const VdTemporalKernels kSse2 = {AdaptiveSad16_SSE2, AdaptiveHalfSad16_SSE2, AdaptiveInterpolate_SSE2,
+                                 AdaptiveTemporalLuma_SSE2,
                                  AdaptiveTemporalChroma_SSE2};
-const VdTemporalKernels kAvx2 = {AdaptiveSad16_SSE2, AdaptiveHalfSad16_SSE2, AdaptiveTemporalLuma_AVX2,
+const VdTemporalKernels kAvx2 = {AdaptiveSad16_SSE2, AdaptiveHalfSad16_SSE2, AdaptiveInterpolate_SSE2,
+                                 AdaptiveTemporalLuma_AVX2,
                                  AdaptiveTemporalChroma_AVX2};
 #endif
 #if defined(__ARM_NEON)
 // Chroma keeps the reference on ARM.
 const VdTemporalKernels kNeon = {AdaptiveSad16_NEON, AdaptiveHalfSad16_NEON,
-                                 AdaptiveTemporalLuma_NEON, AdaptiveTemporalChroma_C};
+                                 AdaptiveInterpolate_C, AdaptiveTemporalLuma_NEON, AdaptiveTemporalChroma_C};
 #endif
 
 }  // namespace

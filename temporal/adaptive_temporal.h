@@ -56,6 +56,11 @@ typedef int (*VdSad16Fn)(const uint8_t* a, int a_stride, const uint8_t* b,
 typedef int (*VdHalfSad16Fn)(const uint8_t* a, int a_stride, const uint8_t* b,
                              int b_stride, int fx, int fy, int rows);
 
+// n pixels of a half-pixel prediction: out[k] = (r0[k] + r0[k + fx] + r1[k] +
+// r1[k + fx] + 2) >> 2 (fx 0 or 1; r1 is r0 for no vertical half).
+typedef void (*VdInterpolateFn)(const uint8_t* r0, const uint8_t* r1, int fx,
+                                uint8_t* out, int n);
+
 // One luma row y: c0/c1/c2 and p0/p1/p2 are rows y-1, y, y+1 of the frame and
 // of its prediction (border rows repeated by the caller), cap the longest
 // history each pixel may keep, hist the row's
@@ -84,6 +89,7 @@ typedef void (*VdTemporalChromaFn)(const uint8_t* c0, const uint8_t* c1,
 struct VdTemporalKernels {
   VdSad16Fn sad16;
   VdHalfSad16Fn half_sad16;
+  VdInterpolateFn interpolate;
   VdTemporalLumaFn luma;
   VdTemporalChromaFn chroma;
 };
@@ -99,6 +105,8 @@ int AdaptiveSad16_C(const uint8_t* a, int a_stride, const uint8_t* b,
                     int b_stride, int rows);
 int AdaptiveHalfSad16_C(const uint8_t* a, int a_stride, const uint8_t* b,
                         int b_stride, int fx, int fy, int rows);
+void AdaptiveInterpolate_C(const uint8_t* r0, const uint8_t* r1, int fx,
+                           uint8_t* out, int n);
 void AdaptiveTemporalLuma_C(const uint8_t* c0, const uint8_t* c1,
                             const uint8_t* c2, const uint8_t* p0,
                             const uint8_t* p1, const uint8_t* p2,
@@ -133,6 +141,8 @@ int AdaptiveSad16_SSE2(const uint8_t* a, int a_stride, const uint8_t* b,
                        int b_stride, int rows);
 int AdaptiveHalfSad16_SSE2(const uint8_t* a, int a_stride, const uint8_t* b,
                            int b_stride, int fx, int fy, int rows);
+void AdaptiveInterpolate_SSE2(const uint8_t* r0, const uint8_t* r1, int fx,
+                              uint8_t* out, int n);
 void AdaptiveTemporalLuma_SSE2(const uint8_t* c0, const uint8_t* c1,
                                const uint8_t* c2, const uint8_t* p0,
                                const uint8_t* p1, const uint8_t* p2,

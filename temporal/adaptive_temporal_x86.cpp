@@ -50,6 +50,23 @@ int AdaptiveHalfSad16_SSE2(const uint8_t* a, int a_stride, const uint8_t* b, int
   return _mm_cvtsi128_si32(s) + _mm_cvtsi128_si32(_mm_srli_si128(s, 8));
 }
 
+void AdaptiveInterpolate_SSE2(const uint8_t* r0, const uint8_t* r1, int fx, uint8_t* out,
+                              int n) {
+  const __m128i two = _mm_set1_epi16(2);
+  int k = 0;
+  for (; k + 16 <= n; k += 16) {
+    const __m128i a = Load(r0 + k), b = Load(r0 + k + fx), c = Load(r1 + k), d = Load(r1 + k + fx);
+    const __m128i lo = _mm_srli_epi16(
+        _mm_add_epi16(_mm_add_epi16(_mm_add_epi16(Lo16(a), Lo16(b)), _mm_add_epi16(Lo16(c), Lo16(d))),
+                      two), 2);
+    const __m128i hi = _mm_srli_epi16(
+        _mm_add_epi16(_mm_add_epi16(_mm_add_epi16(Hi16(a), Hi16(b)), _mm_add_epi16(Hi16(c), Hi16(d))),
+                      two), 2);
+    Store(out + k, _mm_packus_epi16(lo, hi));
+  }
+  if (k < n) AdaptiveInterpolate_C(r0 + k, r1 + k, fx, out + k, n - k);
+}
+
 void AdaptiveTemporalLuma_SSE2(const uint8_t* c0, const uint8_t* c1, const uint8_t* c2,
                                const uint8_t* p0, const uint8_t* p1, const uint8_t* p2,
                                const uint8_t* cap, uint8_t* hist, uint8_t* out, int width,

@@ -501,6 +501,11 @@ TEST(AdaptiveKernels, TwinsEqualTheReferences) {
           EXPECT_EQ(ref->sad16(a.data(), 17, b.data(), 19, rows16),
                     k->sad16(a.data(), 17, b.data(), 19, rows16));
           for (int f = 0; f < 4; ++f) {
+            const int n = 1 + int(rng() % 40);
+            Bytes i1(n), i2(n);
+            ref->interpolate(a.data(), a.data() + 17 * (f >> 1), f & 1, i1.data(), n);
+            k->interpolate(a.data(), a.data() + 17 * (f >> 1), f & 1, i2.data(), n);
+            EXPECT_EQ(i1, i2) << "interpolate " << f << " n " << n;
             EXPECT_EQ(ref->half_sad16(a.data(), 17, b.data(), 19, f & 1, f >> 1, rows16),
                       k->half_sad16(a.data(), 17, b.data(), 19, f & 1, f >> 1, rows16))
                 << "half sad " << f;

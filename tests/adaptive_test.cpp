@@ -495,7 +495,7 @@ TEST(AdaptiveKernels, TwinsEqualTheReferences) {
         EXPECT_EQ(o1, o2) << "chroma blend";
         if (w >= 16) {
           const int rows16 = 1 + int(rng() % 8);
-          Bytes a(16 * 8 + 40), b(16 * 8 + 40);
+          Bytes a(19 * 9 + 32), b(19 * 9 + 32);
           vdtest::FillRandom(a.data(), a.size(), rng());
           vdtest::FillRandom(b.data(), b.size(), rng());
           EXPECT_EQ(ref->sad16(a.data(), 17, b.data(), 19, rows16),

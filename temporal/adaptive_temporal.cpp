@@ -148,9 +148,10 @@ const VdTemporalKernels kAvx2 = {AdaptiveSad16_SSE2, AdaptiveHalfSad16_SSE2, Ada
                                  AdaptiveTemporalChroma_AVX2};
 #endif
 #if defined(__ARM_NEON)
-// Chroma keeps the reference on ARM.
+// The half-pixel rows keep the reference on ARM.
 const VdTemporalKernels kNeon = {AdaptiveSad16_NEON, AdaptiveHalfSad16_NEON,
-                                 AdaptiveInterpolate_C, AdaptiveTemporalLuma_NEON, AdaptiveTemporalChroma_C};
+                                 AdaptiveInterpolate_C, AdaptiveTemporalLuma_NEON,
+                                 AdaptiveTemporalChroma_NEON};
 #endif
 
 }  // namespace

@@ -183,6 +183,14 @@ void AdaptiveTemporalLuma_NEON(const uint8_t* c0, const uint8_t* c1,
                                const uint8_t* cap, uint8_t* hist,
                                uint8_t* out, int width,
                                const VdTemporalParams* params);
+void AdaptiveTemporalChroma_NEON(const uint8_t* c0, const uint8_t* c1,
+                                 const uint8_t* c2, const uint8_t* p0,
+                                 const uint8_t* p1, const uint8_t* p2,
+                                 const uint8_t* luma_pred,
+                                 const uint8_t* luma_hist0,
+                                 const uint8_t* luma_hist1, uint8_t* hist,
+                                 uint8_t* out, int width,
+                                 const VdTemporalParams* params);
 #endif
 
 #endif  // VD_TEMPORAL_ADAPTIVE_TEMPORAL_H_

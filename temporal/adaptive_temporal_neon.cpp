@@ -121,4 +121,66 @@ void AdaptiveTemporalLuma_NEON(const uint8_t* c0, const uint8_t* c1, const uint8
   }
 }
 
+// Eight 16-bit lanes from the even bytes of 16 bytes.
+static inline uint16x8_t Even(uint8x16_t v) {
+  return vandq_u16(vreinterpretq_u16_u8(v), vdupq_n_u16(0xff));
+}
+
+static inline uint16x8_t ChromaSigma4(const VdTemporalParams* params, uint8x16_t luma) {
+  const uint16x8_t s = Sigma4(params->luma, Even(luma));
+  return vminq_u16(vshrq_n_u16(vmulq_n_u16(s, static_cast<uint16_t>(params->chroma_ratio)), 6),
+                   vdupq_n_u16(255));
+}
+
+// Minimum of each horizontal pair of bytes, eight lanes.
+static inline uint8x8_t PairMin(uint8x16_t v) {
+  const uint16x8_t w = vreinterpretq_u16_u8(v);
+  return vmovn_u16(vminq_u16(vandq_u16(w, vdupq_n_u16(0xff)), vshrq_n_u16(w, 8)));
+}
+
+void AdaptiveTemporalChroma_NEON(const uint8_t* c0, const uint8_t* c1, const uint8_t* c2,
+                                 const uint8_t* p0, const uint8_t* p1, const uint8_t* p2,
+                                 const uint8_t* luma_pred, const uint8_t* luma_hist0,
+                                 const uint8_t* luma_hist1, uint8_t* hist, uint8_t* out,
+                                 int width, const VdTemporalParams* params) {
+  const uint8_t* c[3] = {c0, c1, c2};
+  const uint8_t* p[3] = {p0, p1, p2};
+  int x = 1;
+  if (width >= 18) {
+    for (; x + 16 <= width - 1; x += 16) {
+      uint16x8_t sl = vdupq_n_u16(0), sh = vdupq_n_u16(0);
+      for (int r = 0; r < 3; ++r) {
+        for (int k = -1; k <= 1; ++k) {
+          const uint8x16_t d = vabdq_u8(vld1q_u8(c[r] + x + k), vld1q_u8(p[r] + x + k));
+          sl = vaddw_u8(sl, vget_low_u8(d));
+          sh = vaddw_u8(sh, vget_high_u8(d));
+        }
+      }
+      const uint8_t* lp = luma_pred + 2 * x;
+      const uint8x16_t moved = Exceeds(sl, sh, ChromaSigma4(params, vld1q_u8(lp)),
+                                       ChromaSigma4(params, vld1q_u8(lp + 16)),
+                                       params->chroma_move);
+      const uint8x16_t ma = vminq_u8(vld1q_u8(luma_hist0 + 2 * x), vld1q_u8(luma_hist1 + 2 * x));
+      const uint8x16_t mb =
+          vminq_u8(vld1q_u8(luma_hist0 + 2 * x + 16), vld1q_u8(luma_hist1 + 2 * x + 16));
+      const uint8x16_t cap = vcombine_u8(PairMin(ma), PairMin(mb));
+      uint8x16_t n = vminq_u8(vaddq_u8(vld1q_u8(hist + x), vdupq_n_u8(1)), cap);
+      n = vbicq_u8(n, moved);
+      vst1q_u8(hist + x, n);
+      const uint8x16_t gain = Lookup16(kVdAdaptiveGain, n);
+      const uint8x16_t cv = vld1q_u8(c1 + x), pv = vld1q_u8(p1 + x);
+      vst1q_u8(out + x,
+               vcombine_u8(vqmovun_s16(BlendHalf(vget_low_u8(cv), vget_low_u8(pv), vget_low_u8(gain))),
+                           vqmovun_s16(BlendHalf(vget_high_u8(cv), vget_high_u8(pv),
+                                                 vget_high_u8(gain)))));
+    }
+  }
+  AdaptiveTemporalChromaPixel(c0, c1, c2, p0, p1, p2, luma_pred, luma_hist0, luma_hist1, hist,
+                              out, width, 0, params);
+  for (; x < width; ++x) {
+    AdaptiveTemporalChromaPixel(c0, c1, c2, p0, p1, p2, luma_pred, luma_hist0, luma_hist1,
+                                hist, out, width, x, params);
+  }
+}
+
 #endif  // __ARM_NEON

@@ -317,6 +317,9 @@ void RefineBlock(VdAdaptive* a, int x16, int y16, Mv coarse) {
     if (2 * sad > 3 * expected) cap = 0;
   }
   a->mv16[y16 * a->bx16 + x16] = v;
+  // A half-pixel prediction is an average, a little blurred: accumulated
+  // over many frames the blur would stay, so its history stays short.
+  if (((v.x | v.y) & 1) && cap > 2) cap = 2;
   a->cap16[y16 * a->bx16 + x16] = cap;
 }
 
@@ -394,17 +397,15 @@ int64_t Isqrt(int64_t v) {
   return r;
 }
 
-// Median of a histogram of integer |differences| in 1/16, each value k
-// spread over [k - 1/2, k + 1/2] (0 over [0, 1/2]); -1 when empty.
-int64_t Median16(const uint32_t* h, int buckets, int64_t total) {
-  if (total <= 0) return -1;
+// The lower quartile of a histogram of integer |differences|, in 1/16,
+// each value k spread over [k - 1/2, k + 1/2] (0 over [0, 1/2]).
+int64_t Quartile16(const uint32_t* h, int buckets, int64_t total) {
   int64_t before = 0;
-  const int64_t half2 = total;  // twice the half
   for (int k = 0; k < buckets; ++k) {
-    if (2 * (before + h[k]) >= half2) {
+    if (4 * (before + h[k]) >= total) {
       const int64_t lo = k == 0 ? 0 : 16 * k - 8;
       const int64_t width = k == 0 ? 8 : 16;
-      return lo + (width * (half2 - 2 * before)) / (2 * static_cast<int64_t>(h[k]));
+      return lo + (width * (total - 4 * before)) / (4 * static_cast<int64_t>(h[k]));
     }
     before += h[k];
   }
@@ -454,17 +455,18 @@ void FitNoise(VdAdaptive* a) {
       var[i] = svar;
     }
     if (lt >= 256) {
-      // The difference of two frames: median |d| = 0.6745 * sqrt(2) sigma.
+      // The difference of two frames: the lower quartile of |d| is
+      // 0.3186 * sqrt(2) sigma; misalignment mostly adds to the upper part.
       // Motion the vectors missed only adds, as texture does to the
       // spatial measure: the smaller of the two is kept.
-      const int64_t m = Median16(luma[i], kDiffBuckets, lt);
-      const int64_t sigma16 = (m * 1073 + 512) >> 10;  // * 1.0483
+      const int64_t m = Quartile16(luma[i], kDiffBuckets, lt);
+      const int64_t sigma16 = (m * 2272 + 512) >> 10;  // / (0.3186 * sqrt 2)
       const int64_t tvar = (sigma16 * sigma16 + 8) >> 4;
       if (svar < 0 || tvar < svar) var[i] = tvar;
       if (!weight[i]) weight[i] = lt < 1024 ? lt : 1024;
       if (ct >= 256 && sigma16 > 0) {
-        const int64_t mc = Median16(chroma[i], kDiffBuckets, ct);
-        const int64_t csigma16 = (mc * 1073 + 512) >> 10;
+        const int64_t mc = Quartile16(chroma[i], kDiffBuckets, ct);
+        const int64_t csigma16 = (mc * 2272 + 512) >> 10;
         cvar_sum += weight[i] * ((csigma16 * 64 + sigma16 / 2) / sigma16);
         cweight += weight[i];
       }
@@ -583,7 +585,7 @@ void RunPredict(void* arg, int item) {
 // ---- phase 4: temporal blend ---------------------------------------------
 
 // Samples |input - previous input moved by the block vector| on a sparse grid
-// where the history says the picture stood still: both frames carry their
+// where the history says the picture stood still (two frames or more): both frames carry their
 // full noise, whatever the filter did, so the spread measures the noise.
 void SampleNoise(VdAdaptive* a, int y0, int y1, BandStats* st) {
   memset(st->luma, 0, sizeof(st->luma));
@@ -596,7 +598,7 @@ void SampleNoise(VdAdaptive* a, int y0, int y1, BandStats* st) {
     const uint8_t* p = a->pred[0] + static_cast<size_t>(y) * a->w;
     const uint8_t* n = a->hist[0] + static_cast<size_t>(y) * a->w;
     for (int x = 1; x < a->w; x += 4) {
-      if (n[x] < 4) continue;
+      if (n[x] < 2) continue;
       const Mv v = mv[x >> 4];
       const int ry = Clamp(y + ((v.y + 1) >> 1), 0, a->h - 1);
       const int rx = Clamp(x + ((v.x + 1) >> 1), 0, a->w - 1);
@@ -609,7 +611,7 @@ void SampleNoise(VdAdaptive* a, int y0, int y1, BandStats* st) {
     const uint8_t* n = a->hist[0] + static_cast<size_t>(2 * y) * a->w;
     const uint8_t* lp = a->pred[0] + static_cast<size_t>(2 * y) * a->w;
     for (int x = 1; x < a->cw; x += 2) {
-      if (n[2 * x] < 4) continue;
+      if (n[2 * x] < 2) continue;
       const Mv v = mv[x >> 3];
       const int ry = Clamp(y + ((v.y + 2) >> 2), 0, a->ch - 1);
       const int rx = Clamp(x + ((v.x + 2) >> 2), 0, a->cw - 1);

@@ -33,6 +33,9 @@ struct vd_denoiser {
   // are padded, denoised in place and cropped from.
   unsigned char* staging;
   std::atomic<int> busy;
+  // The adaptive method's state (one block), instead of the record above.
+  struct VdAdaptive* adaptive;
+  void* adaptiveMemory;
   // The size of the last frame, to tell a change of size.
   int lastWidth, lastHeight;
 };

@@ -10,6 +10,7 @@
 #include "api/frame_buffers_internal.h"
 #include "api/timing_internal.h"
 #include "base/vd_alloc.h"
+#include "frame/adaptive_frame.h"
 #include "spatial/fuzzy_filter.h"
 
 #ifndef VD_VERSION_STRING
@@ -65,6 +66,7 @@ void FreeDenoiser(vd_denoiser* d) {
     VdFree(d->h);
   }
   VdFree(d->staging);
+  VdFree(d->adaptiveMemory);
   d->~vd_denoiser();
   VdFree(d);
 }
@@ -166,6 +168,20 @@ void CropItem(void* arg, int band) {
   VdCropRows(p->staging, p->gw, p->gh, p->client, first, rows);
 }
 
+// The last step of creation: the pool. Frees the denoiser when it fails.
+vd_status StartWorkers(vd_denoiser* d, vd_denoiser** out) {
+  const int made = VdPoolCreate(d->threads - 1, &d->pool);
+  if (made != 0) {
+    VdLogTo(&d->log, VD_LOG_ERROR, "vd_create: %s",
+            made == -1 ? "out of memory for the workers"
+                       : "a worker thread could not start");
+    FreeDenoiser(d);
+    return made == -1 ? VD_ERR_OUT_OF_MEMORY : VD_ERR_THREAD;
+  }
+  *out = d;
+  return VD_OK;
+}
+
 }  // namespace
 
 void VdGridSize(int width, int height, int* gridWidth, int* gridHeight) {
@@ -220,7 +236,10 @@ extern "C" vd_status vd_create(const vd_options* o, vd_denoiser** out) {
     CreateLog(o, "vd_create: %s is negative", "threads");
     return VD_ERR_INVALID_ARGUMENT;
   }
-  if (o->method != VD_METHOD_FUZZY && o->method != VD_METHOD_TEMPORAL) {
+  // Read as the int a C client stored, whatever the enum's size.
+  const int method = static_cast<int>(o->method);
+  if (method != VD_METHOD_FUZZY && method != VD_METHOD_TEMPORAL &&
+      method != VD_METHOD_ADAPTIVE) {
     CreateLog(o, "vd_create: %s is unknown", "method");
     return VD_ERR_INVALID_ARGUMENT;
   }
@@ -246,12 +265,24 @@ extern "C" vd_status vd_create(const vd_options* o, vd_denoiser** out) {
   d->maxWidth = o->max_width;
   d->maxHeight = o->max_height;
   VdGridSize(o->max_width, o->max_height, &d->gridMaxWidth, &d->gridMaxHeight);
-  d->pipeline = o->method == VD_METHOD_TEMPORAL ? VD_PIPELINE_TEMPORAL
-                                                : VD_PIPELINE_FUZZY;
+  d->pipeline = method == VD_METHOD_TEMPORAL ? VD_PIPELINE_TEMPORAL
+                                              : VD_PIPELINE_FUZZY;
   d->threads = o->threads == 0 ? OnlineCores()
                                : (o->threads > kMaxThreads ? kMaxThreads
                                                            : o->threads);
 
+  if (method == VD_METHOD_ADAPTIVE) {
+    d->adaptiveMemory =
+        VdMalloc(VdAdaptiveStateSize(d->maxWidth, d->maxHeight));
+    if (!d->adaptiveMemory) {
+      VdLogTo(&d->log, VD_LOG_ERROR,
+              "vd_create: out of memory for the adaptive method's state");
+      FreeDenoiser(d);
+      return VD_ERR_OUT_OF_MEMORY;
+    }
+    d->adaptive = VdAdaptiveInit(d->adaptiveMemory, d->maxWidth, d->maxHeight);
+    return StartWorkers(d, out);
+  }
   Video_Denoise_Handle* h = static_cast<Video_Denoise_Handle*>(
       VdMalloc(sizeof(Video_Denoise_Handle)));
   if (!h) {
@@ -291,16 +322,7 @@ extern "C" vd_status vd_create(const vd_options* o, vd_denoiser** out) {
   }
   d->st = VdDenoiseState{h, chroma, &d->ownTimes, &d->log, false};
   InitNRPixelTable(17);
-  const int made = VdPoolCreate(d->threads - 1, &d->pool);
-  if (made != 0) {
-    VdLogTo(&d->log, VD_LOG_ERROR, "vd_create: %s",
-            made == -1 ? "out of memory for the workers"
-                       : "a worker thread could not start");
-    FreeDenoiser(d);
-    return made == -1 ? VD_ERR_OUT_OF_MEMORY : VD_ERR_THREAD;
-  }
-  *out = d;
-  return VD_OK;
+  return StartWorkers(d, out);
 }
 
 extern "C" vd_status vd_denoise(vd_denoiser* d, const vd_frame* src,
@@ -325,6 +347,18 @@ extern "C" vd_status vd_denoise(vd_denoiser* d, const vd_frame* src,
     return VD_ERR_INVALID_ARGUMENT;
   }
 
+  if (d->adaptive) {
+    const VdFrameView in = {src->width, src->height,     src->y,
+                            src->u,     src->v,          src->y_stride,
+                            src->uv_stride, src->uv_pixel_stride};
+    const VdFrameView to = {dst->width, dst->height,     dst->y,
+                            dst->u,     dst->v,          dst->y_stride,
+                            dst->uv_stride, dst->uv_pixel_stride};
+    VdPhase phases[VD_MAX_PHASES];
+    const int count = VdAdaptivePlan(d->adaptive, &in, &to, type, iso, phases);
+    RunPhases(d, phases, count);
+    return VD_OK;
+  }
   Video_Denoise_Handle* h = d->h;
   const VdFrameView client = {src->width, src->height,     src->y,
                               src->u,     src->v,          src->y_stride,
@@ -388,6 +422,10 @@ extern "C" vd_status vd_reset(vd_denoiser* d) {
     VdLogTo(&d->log, VD_LOG_ERROR,
             "vd_reset: refused, another call on this denoiser is running");
     return VD_ERR_BUSY;
+  }
+  if (d->adaptive) {
+    VdAdaptiveReset(d->adaptive);
+    return VD_OK;
   }
   d->h->sPrevFrames.iFrameCount = -1;
   if (d->h->pMotionInfo) {

@@ -32,7 +32,9 @@ typedef enum {
 
 typedef enum {
   VD_METHOD_FUZZY = 0,    /* the compatible frame path (TARNO_VideoDenoise) */
-  VD_METHOD_TEMPORAL = 1  /* the motion-masked temporal pipeline */
+  VD_METHOD_TEMPORAL = 1, /* the motion-masked temporal pipeline */
+  VD_METHOD_ADAPTIVE = 2  /* motion-compensated, noise-following: keeps the
+                             most detail; type and iso are not needed */
 } vd_method;
 
 typedef enum {

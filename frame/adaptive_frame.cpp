@@ -836,12 +836,12 @@ int VdAdaptivePlan(VdAdaptive* a, const VdFrameView* src, const VdFrameView* dst
   a->tk = AdaptiveTemporalKernels();
   a->sk = AdaptiveSpatialKernels();
   int n = 0;
-  phases[n++] = VdPhase{RunInput, a, a->bands};
-  phases[n++] = VdPhase{RunMotion, a, a->by32 + 1};
-  if (a->frames > 0) phases[n++] = VdPhase{RunPredict, a, a->bands};
-  phases[n++] = VdPhase{RunBlend, a, a->bands};
-  phases[n++] = VdPhase{RunSpatialCoarse, a, a->bands};
-  phases[n++] = VdPhase{RunSpatialFine, a, a->bands};
+  phases[n++] = VdPhase{RunInput, a, a->bands, 0};
+  phases[n++] = VdPhase{RunMotion, a, a->by32 + 1, 0};
+  if (a->frames > 0) phases[n++] = VdPhase{RunPredict, a, a->bands, 0};
+  phases[n++] = VdPhase{RunBlend, a, a->bands, 0};
+  phases[n++] = VdPhase{RunSpatialCoarse, a, a->bands, 0};
+  phases[n++] = VdPhase{RunSpatialFine, a, a->bands, 0};
   a->history = a->frames;
   a->frames = a->frames < 1000 ? a->frames + 1 : 1000;
   return n;

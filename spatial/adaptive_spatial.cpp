@@ -1,7 +1,7 @@
 // References of the adaptive spatial kernels and the choice of twins.
 #include "spatial/adaptive_spatial.h"
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <stdlib.h>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 
 const uint8_t kVdAdaptiveGain[16] = {128, 64, 43, 32, 26, 21, 18, 16,
                                      14,  13, 12, 11, 10, 9,  9,  8};

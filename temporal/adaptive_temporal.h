@@ -94,7 +94,7 @@ struct VdTemporalKernels {
   VdTemporalChromaFn chroma;
 };
 
-// The kernels for the process's SIMD level (api/vd_cpu.h).
+// The kernels for the process's SIMD level (base/vd_cpu.h).
 const VdTemporalKernels* AdaptiveTemporalKernels();
 // The kernels of one level (tests): kVdSimdScalar, kVdSimdSse2, kVdSimdAvx2
 // or kVdSimdNeon; null when this build or processor lacks it.

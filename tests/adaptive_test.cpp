@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "frame/adaptive_frame.h"
 #include "spatial/adaptive_spatial.h"
 #include "temporal/adaptive_temporal.h"
@@ -317,9 +317,9 @@ TEST(AdaptiveBytes, ItemOrderDoesNotMatter) {
 }
 
 TEST(AdaptiveBytes, EverySimdLevelGivesTheScalarBytes) {
-  VdSetSimdLevelForTesting(kVdSimdScalar);
+  VdSetSimdLevel(kVdSimdScalar);
   const auto scalar = RunClip(146, 82, 2, 0, 5);
-  VdSetSimdLevelForTesting(-1);
+  VdSetSimdLevel(-1);
   const auto simd = RunClip(146, 82, 2, 0, 5);
   for (size_t f = 0; f < scalar.size(); ++f) EXPECT_EQ(scalar[f].data, simd[f].data) << f;
 }

@@ -447,3 +447,26 @@ TEST(Engine, ReentrantCallFromTheLogCallbackIsRefused) {
 }
 
 }  // namespace
+
+namespace {
+
+// The adaptive method through the engine: any layout gives the bytes of
+// packed NV21, and the thread count does not change them.
+TEST(Engine, AdaptiveMethodSameBytesInEveryLayoutAndThreadCount) {
+  std::vector<Bytes> want;
+  for (int threads : {1, 3}) {
+    vd_denoiser* d = Create(320, 240, threads, VD_METHOD_ADAPTIVE);
+    for (const Layout* l : {&kLayouts[0], &kLayouts[2], &kLayouts[5]}) {
+      std::vector<Bytes> got = Engine(d, *l, kLayouts[1], false);
+      if (want.empty()) {
+        want = got;
+        continue;
+      }
+      ExpectSame(want, got, std::string("adaptive ") + l->name + " threads " +
+                                std::to_string(threads));
+    }
+    vd_destroy(d);
+  }
+}
+
+}  // namespace

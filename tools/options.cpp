@@ -104,7 +104,7 @@ const std::vector<std::string>& OptionNames() {
   static const std::vector<std::string> kNames = {
       "-h", "--help", "-V", "--version", "--demo", "-q", "--quiet",
       "--verbose", "-y", "-n", "-i", "-s", "-video_size", "--pix-fmt",
-      "-pix_fmt", "--method", "--threads", "--type", "--iso", "--schedule",
+      "-pix_fmt", "--method", "--threads", "--cpu", "--type", "--iso", "--schedule",
       "--config", "--frames", "--skip", "--reference", "--per-frame", "--png",
       "--png-frames", "--png-zoom", "--png-crop", "--out", "--keep-clips"};
   return kNames;
@@ -254,6 +254,15 @@ bool ParseOptions(int argc, const char* const* argv, Options* options,
     } else if (name == "--threads") {
       if (!whole(0, 256, &n)) return false;
       o.threads = static_cast<int>(n);
+    } else if (name == "--cpu") {
+      if (!take(&v)) return false;
+      if (v != "scalar" && v != "sse2" && v != "avx2" && v != "neon" &&
+          v != "auto") {
+        *error = "--cpu must be scalar, sse2, avx2, neon or auto, not \"" +
+                 v + "\"";
+        return false;
+      }
+      o.cpu = v;
     } else if (name == "--type") {
       if (!whole(0, 0x7fffffff, &n)) return false;
       o.type = static_cast<int>(n);
@@ -454,6 +463,9 @@ std::string HelpText(bool png) {
       "                       motion-masked temporal pipeline) or adaptive\n"
       "                       (when the library has it)\n"
       "  --threads N          workers per frame (default 0: one per core)\n"
+      "  --cpu LEVEL          vector unit: scalar, sse2, avx2, neon or auto\n"
+      "                       (default auto: the best this processor has;\n"
+      "                       every level gives the same bytes)\n"
       "  --type N             denoise mode for the whole clip (default 0)\n"
       "  --iso N              sensor ISO for the whole clip (default 100)\n"
       "  --schedule FILE      mode and ISO that change during the clip: one\n"

@@ -32,6 +32,7 @@ struct Options {
   int iso = kDefaultIso;
   Method method = Method::kFuzzy;
   int threads = 0;  // 0: one per online core
+  std::string cpu = "auto";  // SIMD level: scalar, sse2, avx2, neon, auto
   std::string schedule;
   std::string config;
   int64_t max_frames = -1;  // -1: all

@@ -245,6 +245,13 @@ int RunDenoise(const Options& o) {
     return kExitUsage;
   }
 
+  if (vd_set_simd_level(o.cpu.c_str()) != 0) {
+    PrintError("--cpu " + o.cpu + ": this processor or build cannot run it (" +
+               std::string(vd_simd_level()) + " is in use)");
+    CloseFrameReader(&input);
+    CloseFrameReader(&reference);
+    return kExitUsage;
+  }
   Denoiser denoiser;
   DenoiserSetup setup;
   setup.width = width;
@@ -492,10 +499,12 @@ int RunDenoise(const Options& o) {
                   CountOf(done, "frame").c_str(), seconds,
                   seconds > 0 ? done / seconds : 0.0);
     std::string summary = line;
-    std::snprintf(line, sizeof(line), ", library %.1f ms per frame (%s, %s)",
+    std::snprintf(line, sizeof(line),
+                  ", library %.1f ms per frame (%s, %s, %s)",
                   done > 0 ? 1000 * library_seconds / done : 0.0,
                   MethodName(o.method),
-                  CountOf(ResolvedThreads(o.threads), "thread").c_str());
+                  CountOf(ResolvedThreads(o.threads), "thread").c_str(),
+                  vd_simd_level());
     summary += line;
     std::fprintf(stderr, "%s -> %s\n", summary.c_str(),
                  o.output == "-" ? "standard output" : o.output.c_str());

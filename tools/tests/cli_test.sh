@@ -145,7 +145,12 @@ make_y4m tall.y4m 360 640 2
 run 0 "portrait" --threads 3 tall.y4m tall3.y4m
 run 0 "portrait, one thread" --threads 1 tall.y4m tall1.y4m
 check "threads do not change the bytes" cmp -s tall1.y4m tall3.y4m
-check "summary names method and threads" has "(fuzzy, 1 thread)" err.txt
+check "summary names method, threads and vector unit" has "(fuzzy, 1 thread, " err.txt
+run 0 "scalar kernels" --cpu scalar --threads 1 tall.y4m talls.y4m
+check "summary names the vector unit" has "1 thread, scalar)" err.txt
+check "every vector unit gives the same bytes" cmp -s tall1.y4m talls.y4m
+run 1 "unknown vector unit" --cpu mmx tall.y4m tallx.y4m
+check "unknown vector unit is named" has "--cpu" err.txt
 
 # Methods.
 run 0 "temporal method" --method temporal in.y4m temporal.y4m

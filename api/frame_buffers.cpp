@@ -49,6 +49,17 @@ int VdAllocFrameBuffers(Video_Denoise_Handle* handle,
   const int height = handle->iHeight;
   const int size = width * height * 3 / 2;
   VdLog(VD_LOG_ERROR, VD_LOG_TAG, "iWidth=%d iHeight=%d", width, height);
+  // The ring has two slots. The count comes through the exported record, so
+  // it is kept within them here, where the slots are made; the pipelines and
+  // the release then see the same count.
+  const int frames = handle->iPrevFrameNum;
+  if (frames < 1 || frames > 2) {
+    const int clamped = frames < 1 ? 1 : 2;
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG,
+          "iPrevFrameNum:%d is out of range[1,2], using %d!\n", frames,
+          clamped);
+    handle->iPrevFrameNum = clamped;
+  }
   for (int i = 0; i < handle->iPrevFrameNum; ++i) {
     handle->sPrevFrames.pPreFrames[i] = AllocFrame(width, height);
     if (!handle->sPrevFrames.pPreFrames[i]) {

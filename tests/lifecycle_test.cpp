@@ -251,6 +251,47 @@ TEST_F(Lifecycle, EachInitAllocationFailureIsClean) {
   EXPECT_NE(nullptr, g_hVideoDenoise);
 }
 
+// The ring has two slots, and a direct caller of AlocateFrameBuf can set any
+// count in the exported record: the count is brought into 1..2 with one
+// line, before anything is allocated, so that no slot past the ring is
+// written and the pipelines and FreeFrameBuf see the same count.
+TEST_F(Lifecycle, AlocateFrameBufKeepsTheRingCountWithinItsSlots) {
+  struct Case {
+    int requested, slots;
+  } cases[] = {{5, 2}, {3, 2}, {2, 2}, {1, 1}, {0, 1}, {-4, 1}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.requested);
+    Video_Denoise_Handle h;
+    std::memset(&h, 0, sizeof(h));
+    InitVideoDenoiseParams(&h);
+    h.iMaxWidth = h.iWidth = 96;
+    h.iMaxHeight = h.iHeight = 96;
+    h.iPrevFrameNum = c.requested;
+    h.sPrevFrames.iFrameCount = -1;
+    LogCapture log;
+    VdAllocFailAt(-1);
+    ASSERT_EQ(0, AlocateFrameBuf(&h));
+    // Each frame image is two allocations; 5 work frames, 12 chroma buffers.
+    EXPECT_EQ((c.slots + 5) * 2 + 12, VdAllocFailAt(-1));
+    EXPECT_EQ(c.slots, h.iPrevFrameNum);
+    EXPECT_EQ(-1, h.sPrevFrames.iFrameCount);
+    EXPECT_NE(nullptr, h.sPrevFrames.pPreFrames[0]);
+    EXPECT_EQ(c.slots == 2, h.sPrevFrames.pPreFrames[1] != nullptr);
+    std::vector<std::string> expected = {"iWidth=96 iHeight=96"};
+    if (c.requested != c.slots) {
+      expected.push_back("iPrevFrameNum:" + std::to_string(c.requested) +
+                         " is out of range[1,2], using " +
+                         std::to_string(c.slots) + "!\n");
+    }
+    EXPECT_EQ(expected, log.Messages());
+    FreeFrameBuf(&h);
+    EXPECT_EQ(nullptr, h.sPrevFrames.pPreFrames[0]);
+    EXPECT_EQ(nullptr, h.sPrevFrames.pPreFrames[1]);
+    EXPECT_EQ(nullptr, h.pCurFrame);
+    EXPECT_EQ(nullptr, p_uvSpaBuff_3[3]);
+  }
+}
+
 // A call that overlaps a running one is refused with -1 and one line and
 // leaves the running call and the instance intact. The overlapping calls are
 // made from inside the frame call (from the log sink), which makes the

@@ -2,8 +2,8 @@
 // work buffers: all allocated at creation, so no frame call allocates.
 #include "api/frame_buffers_internal.h"
 
-#include "api/vd_alloc.h"
-#include "api/vd_log.h"
+#include "base/vd_alloc.h"
+#include "base/vd_log.h"
 #include "image/yuv_image_internal.h"
 
 unsigned char* p_uvSpaBuff_1[4];
@@ -21,11 +21,11 @@ sYuvImage_t* AllocFrame(int width, int height) {
   return VdMallocYuvEx(width, height, VdFramePadding(width), 1);
 }
 
-bool AllocNamed(sYuvImage_t** slot, const char* name, int width, int height,
-                int size) {
+bool AllocNamed(const VdLogger* log, sYuvImage_t** slot, const char* name,
+                int width, int height, int size) {
   *slot = AllocFrame(width, height);
   if (*slot) return true;
-  VdLog(VD_LOG_ERROR, VD_LOG_TAG,
+  VdLogTo(log, VD_LOG_ERROR,
         "Alocate memory size:%d[width:%d height:%d] for %s failed!\n", size,
         width, height, name);
   return false;
@@ -44,51 +44,51 @@ size_t VdFramePadding(int width) {
 }
 
 int VdAllocFrameBuffers(Video_Denoise_Handle* handle,
-                        const VdChromaBuffers* chroma) {
+                        const VdChromaBuffers* chroma, const VdLogger* log,
+                        size_t chromaBytes) {
   const int width = handle->iWidth;
   const int height = handle->iHeight;
   const int size = width * height * 3 / 2;
-  VdLog(VD_LOG_ERROR, VD_LOG_TAG, "iWidth=%d iHeight=%d", width, height);
+  VdTrace(log, "iWidth=%d iHeight=%d", width, height);
   // The ring has two slots. The count comes through the exported record, so
   // it is kept within them here, where the slots are made; the pipelines and
   // the release then see the same count.
   const int frames = handle->iPrevFrameNum;
   if (frames < 1 || frames > 2) {
     const int clamped = frames < 1 ? 1 : 2;
-    VdLog(VD_LOG_ERROR, VD_LOG_TAG,
-          "iPrevFrameNum:%d is out of range[1,2], using %d!\n", frames,
-          clamped);
+    VdLogTo(log, VD_LOG_ERROR,
+            "iPrevFrameNum:%d is out of range[1,2], using %d!\n", frames,
+            clamped);
     handle->iPrevFrameNum = clamped;
   }
   for (int i = 0; i < handle->iPrevFrameNum; ++i) {
     handle->sPrevFrames.pPreFrames[i] = AllocFrame(width, height);
     if (!handle->sPrevFrames.pPreFrames[i]) {
-      VdLog(VD_LOG_ERROR, VD_LOG_TAG,
-            "Alocate memory size:%d[width:%d height:%d] for pPreFrames[%d] "
+      VdLogTo(log, VD_LOG_ERROR,
+              "Alocate memory size:%d[width:%d height:%d] for pPreFrames[%d] "
             "failed!\n",
             size, width, height, i);
       return -1;
     }
   }
-  if (!AllocNamed(&handle->pSpaDenoiseFrame, "pSpaDenoiseFrame", width, height,
+  if (!AllocNamed(log, &handle->pSpaDenoiseFrame, "pSpaDenoiseFrame", width, height,
                   size) ||
-      !AllocNamed(&handle->pMotionInfo, "pMotionInfo", width, height, size)) {
+      !AllocNamed(log, &handle->pMotionInfo, "pMotionInfo", width, height, size)) {
     return -1;
   }
   SetYUV(handle->pMotionInfo, width * height, 0, 3);
-  if (!AllocNamed(&handle->pTempFrame1, "pTempFrame1", width, height, size) ||
-      !AllocNamed(&handle->pTempFrame2, "pTempFrame2", width, height, size) ||
-      !AllocNamed(&handle->pCurFrame, "pCurFrame", width, height, size)) {
+  if (!AllocNamed(log, &handle->pTempFrame1, "pTempFrame1", width, height, size) ||
+      !AllocNamed(log, &handle->pTempFrame2, "pTempFrame2", width, height, size) ||
+      !AllocNamed(log, &handle->pCurFrame, "pCurFrame", width, height, size)) {
     return -1;
   }
-  const size_t bytes =
-      static_cast<size_t>(width) * height + VdFramePadding(width);
+  const size_t bytes = chromaBytes + VdFramePadding(width);
   for (int i = 0; i < 4; ++i) {
     chroma->uv1[i] = static_cast<unsigned char*>(VdCalloc(bytes, 1));
     chroma->uv2[i] = static_cast<unsigned char*>(VdCalloc(bytes, 1));
     chroma->uv3[i] = static_cast<unsigned char*>(VdCalloc(bytes, 1));
     if (!chroma->uv1[i] || !chroma->uv2[i] || !chroma->uv3[i]) {
-      VdLog(VD_LOG_ERROR, VD_LOG_TAG,
+      VdLogTo(log, VD_LOG_ERROR,
             "p_uvSpaBuff_1[%d]:0x%x p_uvSpaBuff_2[%d]:0x%x  "
             "p_uvSpaBuff_3[%d]:0x%x !\n",
             i, VD_PTR32(chroma->uv1[i]), i, VD_PTR32(chroma->uv2[i]), i,
@@ -124,7 +124,9 @@ void VdFreeFrameBuffers(Video_Denoise_Handle* handle,
 }
 
 extern "C" int AlocateFrameBuf(Video_Denoise_Handle* handle) {
-  return VdAllocFrameBuffers(handle, &kGlobalChroma);
+  return VdAllocFrameBuffers(
+      handle, &kGlobalChroma, &kVdProcessLogger,
+      static_cast<size_t>(handle->iWidth) * handle->iHeight);
 }
 
 extern "C" void FreeFrameBuf(Video_Denoise_Handle* handle) {

@@ -5,21 +5,20 @@
 #include <stddef.h>
 
 #include "api/vd_instance.h"
+#include "base/vd_log.h"
+#include "frame/frame_job.h"
 
 // Slack after every frame image and chroma work buffer: the vector kernels
 // step in whole blocks and some (the 9x9 dilation, the conversions) read or
 // write a few rows or blocks past the end of the region they are given.
 size_t VdFramePadding(int width);
 
-// The three arrays of four chroma work buffers a pipeline uses.
-struct VdChromaBuffers {
-  unsigned char** uv1;
-  unsigned char** uv2;
-  unsigned char** uv3;
-};
-
+// Allocates the frame images of the handle's current size and the twelve
+// chroma work buffers of chromaBytes each (plus padding), in the order and
+// with the messages of AlocateFrameBuf; 0 or -1.
 int VdAllocFrameBuffers(Video_Denoise_Handle* handle,
-                        const VdChromaBuffers* chroma);
+                        const VdChromaBuffers* chroma, const VdLogger* log,
+                        size_t chromaBytes);
 void VdFreeFrameBuffers(Video_Denoise_Handle* handle,
                         const VdChromaBuffers* chroma);
 

@@ -9,10 +9,15 @@
 
 #include "api/frame_buffers_internal.h"
 #include "api/timing_internal.h"
-#include "api/vd_alloc.h"
+#include "base/vd_alloc.h"
 #include "api/vd_instance.h"
-#include "api/vd_log.h"
-#include "parallel/stripe_internal.h"
+#include "base/vd_log.h"
+#include "api/denoiser_internal.h"
+#include "api/process_internal.h"
+#include "frame/frame_job.h"
+#include "parallel/pool.h"
+#include "parallel/stripe.h"
+#include "parallel/threads.h"
 #include "spatial/fuzzy_filter.h"
 
 Video_Denoise_Handle* g_hVideoDenoise = nullptr;
@@ -68,84 +73,81 @@ class BusyGuard {
 const VdChromaBuffers kGlobalChroma = {p_uvSpaBuff_1, p_uvSpaBuff_2,
                                        p_uvSpaBuff_3};
 
-// A frame descriptor over a client's NV21 buffer, with the planar pointers
-// of the one-block layout (pU is where the interleaved chroma starts).
-sYuvImage_t DescribeClientFrame(unsigned char* buffer, int width,
-                                int height) {
-  sYuvImage_t image;
-  std::memset(&image, 0, sizeof(image));
-  const int n = width * height;
-  image.iWidth = width;
-  image.iHeight = height;
-  image.iStride = width;
-  image.iFrameRate = 30;
-  image.iComponents = 3;
-  image.iBitDepth = 8;
-  image.eYuvType = YUV_420;
-  image.pBuffer = buffer;
-  image.pY = buffer;
-  image.pU = buffer + n;
-  image.pV = buffer + n + n / 4;
-  return image;
-}
+// The process-wide denoiser: an engine denoiser whose records are the
+// specified globals (the instance record in g_hVideoDenoise, the chroma work
+// buffers p_uvSpaBuff_*, the stamps in g_VideoDenoise_ProcTime) and whose
+// frames run on three stripe threads meeting at the global barriers.
+vd_denoiser g_process;
 
-void* StripeThread(void* arg) {
-  VdRunStripe(static_cast<VdStripeContext*>(arg));
-  return nullptr;
-}
-
-void Reconfigure(Video_Denoise_Handle* handle, int width, int height,
-                 int eType) {
-  if (width == handle->iWidth && height == handle->iHeight &&
-      eType == handle->eType) {
-    return;
-  }
-  handle->iWidth = width;
-  handle->iHeight = height;
-  handle->eType = eType;
-  handle->sPrevFrames.iFrameCount = -1;
-  SetYUV(handle->pMotionInfo, width * height, 0, 3);
-}
-
-// Whether frames run on the persistent stripe pool (opt-in) instead of three
-// threads started for each frame. Read and written on the client's thread.
+// Pipeline of the following frames, and whether frames run on the
+// persistent stripe pool (opt-in) instead of three threads started per
+// frame. Read and written on the client's thread.
+std::atomic<int> g_pipeline{VD_PIPELINE_FUZZY};
 bool g_use_stripe_pool = false;
+VdPool* g_stripe_pool = nullptr;
 
-// Fills the three stripe records and runs one thread per stripe: three
-// threads started and joined for this frame, or the pool's threads.
-void RunStripes(Video_Denoise_Handle* handle, sYuvImage_t* src,
-                sYuvImage_t* dst, int width, int height) {
+struct StripeFrame {
+  const VdPhase* phases;
+  int count;
+};
+
+void StripeBody(void* arg, int stripe) {
+  const StripeFrame* frame = static_cast<const StripeFrame*>(arg);
+  VdRunStripePhases(frame->phases, frame->count, stripe);
+}
+
+void ReleaseStripes(void*) { VdAbortGlobalBarriers(); }
+
+void StopStripePool() {
+  VdPoolDestroy(g_stripe_pool);
+  g_stripe_pool = nullptr;
+}
+
+// Fills the three stripe records and runs the frame's phases on three
+// threads, started for this frame or kept in the pool. -1 when a thread
+// could not start (the others are released and joined).
+int RunStripes(Video_Denoise_Handle* handle, sYuvImage_t* src,
+               sYuvImage_t* dst, const VdFrameJob& job, const VdPhase* phases,
+               int count) {
   static const int kEdges[3] = {VD_EDGE_TOP, VD_EDGE_INTERIOR, VD_EDGE_BOTTOM};
-  VdFrameLayout layout;
-  VdComputeFrameLayout(height, &layout);
-  VdStripeContext contexts[3];
-  pthread_t threads[3];
-  // The pool starts with the first frame that uses it; when it cannot, this
-  // frame runs on threads of its own.
-  const bool pooled = g_use_stripe_pool && VdStripePoolStart() == 0;
   for (int i = 0; i < 3; ++i) {
     VD_Multiple_Thread_Handle* stripe = &g_hVDMulThread[i];
     stripe->iIndex = i;
     stripe->iEdgeType = kEdges[i];
-    stripe->iOffset = layout.firstRow[i] * width;
-    stripe->iWidth = width;
-    stripe->iHeight = layout.rows[i];
+    stripe->iOffset = job.layout.firstRow[i] * job.width;
+    stripe->iWidth = job.width;
+    stripe->iHeight = job.layout.rows[i];
     stripe->hVideoDenoise = handle;
     stripe->pSrcImage = src;
     stripe->pDstImage = dst;
-    VdBindGlobalStripeContext(stripe, &contexts[i]);
-    if (!pooled) {
-      pthread_create(&threads[i], nullptr, StripeThread, &contexts[i]);
-    }
   }
-  if (pooled) {
-    VdStripePoolRun(contexts);
-    return;
+  StripeFrame frame = {phases, count};
+  // The pool starts with the first frame that uses it; when it cannot, this
+  // frame runs on threads of its own.
+  if (g_use_stripe_pool && !g_stripe_pool &&
+      VdPoolCreate(3, &g_stripe_pool) != 0) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG, "Create stripe pool failed!\n");
   }
-  for (int i = 0; i < 3; ++i) pthread_join(threads[i], nullptr);
+  if (g_use_stripe_pool && g_stripe_pool) {
+    VdPoolRun(g_stripe_pool, StripeBody, &frame, 3, false);
+    return 0;
+  }
+  VdResetGlobalBarriers();
+  const int failed = VdRunOnNewThreads(3, StripeBody, &frame, ReleaseStripes);
+  VdResetGlobalBarriers();
+  if (failed >= 0) {
+    VdLog(VD_LOG_ERROR, VD_LOG_TAG, "Create stripe thread %d failed!\n",
+          failed);
+    return -1;
+  }
+  return 0;
 }
 
 }  // namespace
+
+int VdGlobalPipeline(void) { return g_pipeline.load(); }
+
+int VdStripePoolRunning(void) { return g_stripe_pool != nullptr; }
 
 extern "C" int VideoSizeCheck(int width, int height) {
   if (width < 96 || width > 1920) {
@@ -225,13 +227,17 @@ int DenoiseInit(int width, int height, const char* cfgPath) {
   if (cfgPath && ParseCfgFile(handle, const_cast<char*>(cfgPath)) != 0) {
     VdLog(VD_LOG_ERROR, VD_LOG_TAG, "can not open config :%s!\n", cfgPath);
   }
-  if (VdAllocFrameBuffers(handle, &kGlobalChroma) != 0) {
+  if (VdAllocFrameBuffers(handle, &kGlobalChroma, &kVdProcessLogger,
+                          static_cast<size_t>(width) * height) != 0) {
     VdLog(VD_LOG_ERROR, VD_LOG_TAG,
           "Malloc memory for frame buffers failed!\n");
     DenoiseDeinit();
     return -1;
   }
   InitNRPixelTable(17);
+  g_process.h = handle;
+  g_process.st = VdDenoiseState{handle, kGlobalChroma, &g_VideoDenoise_ProcTime,
+                                &kVdProcessLogger, true};
   return 0;
 }
 
@@ -258,22 +264,32 @@ int DenoiseFrame(unsigned char* src, unsigned char* dst, int width, int height,
           handle->iMaxWidth, height, handle->iMaxHeight);
     return -1;
   }
-  Reconfigure(handle, width, height, eType);
+  VdReconfigure(handle, width, height, eType);
   VdLog(VD_LOG_ERROR, VD_LOG_TAG,
         "Process VideoDenoise: width:%d, height:%d, iISO:%d, eType:%d!\n",
         width, height, iISO, eType);
 
   Calc_Process_Time* times = &g_VideoDenoise_ProcTime;
-  VdLogTimingHeaderOnce();
+  VdLogTimingHeaderOnce(&kVdProcessLogger);
   std::memset(times, 0, sizeof(*times));
   VdStamp(times, VD_T_START);
   SetVideoDenoiseParams(handle, eType, iISO);
   VdStamp(times, VD_T_LEVEL);
 
-  sYuvImage_t dstImage = DescribeClientFrame(dst, width, height);
-  sYuvImage_t srcImage = DescribeClientFrame(src, width, height);
+  const int counter = handle->sPrevFrames.iFrameCount;
   if (handle->iCfgSwitch2 == 0) ++handle->sPrevFrames.iFrameCount;
-  RunStripes(handle, &srcImage, &dstImage, width, height);
+  const VdFrameView srcView = VdNv21View(src, width, height);
+  const VdFrameView dstView = VdNv21View(dst, width, height);
+  VdFrameJob job;
+  VdPrepareJob(&job, &g_process.st, srcView, dstView, 3, g_pipeline.load());
+  VdPhase phases[VD_MAX_PHASES];
+  const int count = VdPlanFrame(&job, phases);
+  if (RunStripes(handle, &job.srcImage, &job.dstImage, job, phases, count) !=
+      0) {
+    // As if the frame had never been offered.
+    handle->sPrevFrames.iFrameCount = counter;
+    return -1;
+  }
 
   VdStamp(times, VD_T_TEMPORAL_FILTER);
   VdStamp(times, VD_T_JOINED);
@@ -292,7 +308,8 @@ int DenoiseDeinit() {
     g_timing_stream = nullptr;
   }
   // The pool's threads end with the instance (the setting stays).
-  VdStripePoolStop();
+  StopStripePool();
+  g_process.h = nullptr;
   VdFreeFrameBuffers(handle, &kGlobalChroma);
   VdFree(handle);
   g_hVideoDenoise = nullptr;
@@ -310,7 +327,7 @@ extern "C" int TARNO_VideoDenoiseSetPipeline(int pipeline) {
     VdLog(VD_LOG_ERROR, VD_LOG_TAG, "Unknown pipeline:%d!\n", pipeline);
     return -1;
   }
-  VdSetGlobalPipeline(pipeline);
+  g_pipeline.store(pipeline);
   return 0;
 }
 
@@ -322,6 +339,6 @@ extern "C" int TARNO_VideoDenoiseSetStripePool(int enable) {
     return -1;
   }
   g_use_stripe_pool = enable == 1;
-  if (!g_use_stripe_pool) VdStripePoolStop();
+  if (!g_use_stripe_pool) StopStripePool();
   return 0;
 }

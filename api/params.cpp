@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "api/vd_instance.h"
-#include "api/vd_log.h"
+#include "base/vd_log.h"
 #include "parallel/stripe.h"
 
 namespace {

@@ -1,13 +1,11 @@
 // Clocks, stage stamps and the per-frame timing lines.
-#include <sys/time.h>
-
 #include <atomic>
 #include <cstdarg>
 #include <cinttypes>
 #include <cstdio>
 
 #include "api/timing_internal.h"
-#include "api/vd_log.h"
+#include "base/vd_log.h"
 
 Calc_Process_Time g_VideoDenoise_ProcTime;
 
@@ -20,15 +18,15 @@ int64_t Stamp(const Calc_Process_Time& t, int i) {
 }
 
 // Logs one timing line and, when a stream is set, writes it there too.
-void EmitLine(FILE* stream, const char* format, ...)
-    __attribute__((format(printf, 2, 3)));
-void EmitLine(FILE* stream, const char* format, ...) {
+void EmitLine(const VdLogger* log, FILE* stream, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
+void EmitLine(const VdLogger* log, FILE* stream, const char* format, ...) {
   char line[512];
   va_list args;
   va_start(args, format);
   std::vsnprintf(line, sizeof(line), format, args);
   va_end(args);
-  VdLog(VD_LOG_ERROR, VD_LOG_TAG, "%s", line);
+  VdTrace(log, "%s", line);
   if (stream) {
     std::fprintf(stream, "%s\n", line);
     std::fflush(stream);
@@ -37,39 +35,19 @@ void EmitLine(FILE* stream, const char* format, ...) {
 
 }  // namespace
 
-extern "C" int64_t VD_OS_Milliseconds(void) {
-  struct timeval tv;
-  gettimeofday(&tv, nullptr);
-  return static_cast<int64_t>(tv.tv_sec) * 1000 + tv.tv_usec / 1000;
-}
-
-extern "C" uint32_t VD_OS_Milliseconds32(void) {
-  return static_cast<uint32_t>(VD_OS_Milliseconds());
-}
-
-extern "C" int64_t VD_OS_Microseconds(void) {
-  struct timeval tv;
-  gettimeofday(&tv, nullptr);
-  return static_cast<int64_t>(tv.tv_sec) * 1000000 + tv.tv_usec;
-}
-
-void VdStamp(Calc_Process_Time* times, int index) {
-  __atomic_store_n(&times->llStamp[index], VD_OS_Milliseconds(),
-                   __ATOMIC_RELAXED);
-}
-
-void VdLogTimingHeaderOnce(void) {
+void VdLogTimingHeaderOnce(const VdLogger* log) {
   if (g_header_logged.exchange(1) == 0) {
-    VdLog(VD_LOG_ERROR, VD_LOG_TAG,
+    VdTrace(log,
           "total,color transform,spatial,temporal,NV21toYUV420,spatial,SAD,"
           "Threshold,deletPix,Morpholog_0,Morpholog_1,motion detect,"
           "tempFilter,YUV420toNV21\n");
   }
 }
 
-void VdLogFuzzyTimes(const Calc_Process_Time* times, FILE* stream) {
+void VdLogFuzzyTimes(const VdLogger* log, const Calc_Process_Time* times,
+                     FILE* stream) {
   const Calc_Process_Time& t = *times;
-  EmitLine(stream,
+  EmitLine(log, stream,
            "Fuzzy_Time: %4lld,%4lld,%4lld,%4lld,%4lld,%4lld,%4lld",
            (long long)(Stamp(t, 11) - Stamp(t, 0)),
            (long long)(Stamp(t, 10) + Stamp(t, 1) - Stamp(t, 9) - Stamp(t, 0)),
@@ -81,13 +59,13 @@ void VdLogFuzzyTimes(const Calc_Process_Time* times, FILE* stream) {
 }
 
 extern "C" void Calc_ProcessTime2(Calc_Process_Time record, FILE* stream) {
-  VdLogFuzzyTimes(&record, stream);
+  VdLogFuzzyTimes(&kVdProcessLogger, &record, stream);
 }
 
 extern "C" void Calc_ProcessTime(Calc_Process_Time record, FILE* stream) {
   const Calc_Process_Time& t = record;
   auto d = [&t](int a, int b) { return (long long)(Stamp(t, a) - Stamp(t, b)); };
-  EmitLine(stream,
+  EmitLine(&kVdProcessLogger, stream,
            "%4lld,%4lld,%4lld,%4lld,%4lld,%4lld,%4lld,%4lld,%4lld,%4lld,%4lld,"
            "%4lld,%4lld,%4lld",
            d(11, 0), d(1, 0) + d(10, 9), d(2, 1), d(9, 2), d(1, 0), d(2, 1),

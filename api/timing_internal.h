@@ -28,12 +28,19 @@ enum {
 // Writes the millisecond clock into one stamp. The stripes write the same
 // stamps without a lock (last writer wins); the store is a relaxed atomic so
 // that this is well defined.
-void VdStamp(Calc_Process_Time* times, int index);
+inline void VdStamp(Calc_Process_Time* times, int index) {
+  __atomic_store_n(&times->llStamp[index], VD_OS_Milliseconds(),
+                   __ATOMIC_RELAXED);
+}
 
-// Logs the stage header once per process.
-void VdLogTimingHeaderOnce(void);
+struct VdLogger;
 
-// The fuzzy-path timing line; also written to stream when it is set.
-void VdLogFuzzyTimes(const Calc_Process_Time* times, FILE* stream);
+// Logs the stage header once per process (at the logger's trace level).
+void VdLogTimingHeaderOnce(const VdLogger* log);
+
+// The fuzzy-path timing line, at the logger's trace level; also written to
+// stream when it is set.
+void VdLogFuzzyTimes(const VdLogger* log, const Calc_Process_Time* times,
+                     FILE* stream);
 
 #endif  // VD_API_TIMING_INTERNAL_H_

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "api/vd_toolbox.h"
+#include "api/vdenoise.h"
 #include "bench/bench_util.h"
-#include "parallel/stripe_internal.h"
 
 namespace {
 
@@ -23,19 +23,17 @@ void NoLog(int, const char*, const char*) {}
 // keep it there.
 constexpr int kLevelPairs[4][2] = {{0, 100}, {6, 100}, {4, 400}, {6, 400}};
 
-// Frame/level:L/stepwise:S/pool:P: one frame on the full path (the warm-up
-// frame runs before timing starts), fused or step by step, on threads started
-// per frame or on the persistent stripe pool. The frames rotate over
+// Frame/level:L/pool:P: one frame of TARNO_VideoDenoise on the full path
+// (the warm-up frame runs before timing starts), on threads started per
+// frame or on the persistent stripe pool. The frames rotate over
 // kRotation source and destination buffers (as camera buffers do), so that
 // neither is in a cache when its frame starts; the sources differ, so the
 // temporal stages see real differences.
 void BM_Frame(benchmark::State& state) {
   const int level = static_cast<int>(state.range(0));
-  const int path = static_cast<int>(state.range(1));
-  const int pool = static_cast<int>(state.range(2));
+  const int pool = static_cast<int>(state.range(1));
   const int type = kLevelPairs[level][0], iso = kLevelPairs[level][1];
   TARNO_VideoDenoiseSetLogSink(NoLog);
-  VdSetGlobalFramePath(path);
   TARNO_VideoDenoiseSetStripePool(pool);
   TARNO_VideoDenoiseInit(kW, kH, nullptr);
   std::vector<std::vector<uint8_t>> in, out;
@@ -58,16 +56,55 @@ void BM_Frame(benchmark::State& state) {
   }
   TARNO_VideoDenoiseDeinit();
   TARNO_VideoDenoiseSetStripePool(0);
-  VdSetGlobalFramePath(VD_FRAME_PATH_FUSED);
   TARNO_VideoDenoiseSetLogSink(nullptr);
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(BM_Frame)
     ->Name("Frame")
-    ->ArgsProduct({{0, 1, 2, 3},
-                   {VD_FRAME_PATH_FUSED, VD_FRAME_PATH_STEPWISE},
-                   {0, 1}})
-    ->ArgNames({"level", "stepwise", "pool"})
+    ->ArgsProduct({{0, 1, 2, 3}, {0, 1}})
+    ->ArgNames({"level", "pool"})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+// Engine/level:L/threads:T: the same frames through one engine denoiser
+// (vd_denoise) with T threads.
+void BM_Engine(benchmark::State& state) {
+  const int level = static_cast<int>(state.range(0));
+  const int threads = static_cast<int>(state.range(1));
+  const int type = kLevelPairs[level][0], iso = kLevelPairs[level][1];
+  vd_options o;
+  vd_options_init(&o);
+  o.max_width = kW;
+  o.max_height = kH;
+  o.threads = threads;
+  vd_denoiser* d = nullptr;
+  if (vd_create(&o, &d) != VD_OK) {
+    state.SkipWithError("vd_create failed");
+    return;
+  }
+  std::vector<std::vector<uint8_t>> in, out;
+  for (int i = 0; i < vdbench::kRotation; ++i) {
+    in.push_back(vdbench::Scene(kFrame, 11 + i));
+    out.push_back(vdbench::Zeros(kFrame));
+  }
+  auto run = [&](int k) {
+    const vd_frame src = vd_frame_nv21(in[k].data(), kW, kH);
+    const vd_frame dst = vd_frame_nv21(out[k].data(), kW, kH);
+    vd_denoise(d, &src, &dst, type, iso);
+  };
+  for (int i = 0; i < 4; ++i) run(i);
+  int i = 0;
+  for (auto _ : state) {
+    run(i++ % vdbench::kRotation);
+    benchmark::ClobberMemory();
+  }
+  vd_destroy(d);
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_Engine)
+    ->Name("Engine")
+    ->ArgsProduct({{0, 1, 2, 3}, {1, 2}})
+    ->ArgNames({"level", "threads"})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 

@@ -11,6 +11,9 @@ struct VdPhase {
   VdItemFn run;
   void* arg;
   int items;
+  // Which barrier counter of the process-wide API ends this phase (its
+  // stripe threads meet there); engine runs ignore it.
+  int sync;
 };
 
 // The most phases any method's frame has.

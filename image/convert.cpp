@@ -2,13 +2,11 @@
 
 #include <cstring>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "image/convert_internal.h"
 
-namespace {
-
 // The scalar reference, upgraded to the best twin the processor level
-// allows (api/vd_cpu.h).
+// allows (base/vd_cpu.h).
 void MergeVUPlane(const uint8_t* u, const uint8_t* v, uint8_t* vu,
                   int count) {
   auto merge = MergeVUPlane_C;
@@ -33,6 +31,8 @@ void SplitVUPlane(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes) {
 #endif
   split(vu, u, v, bytes);
 }
+
+namespace {
 
 void CopyBytes(unsigned char* dst, const unsigned char* src, int n) {
   if (n > 0) std::memcpy(dst, src, static_cast<size_t>(n));

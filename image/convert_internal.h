@@ -21,6 +21,10 @@ void MergeVUPlane_C(const uint8_t* u, const uint8_t* v, uint8_t* vu,
 // happens when bytes <= 0.
 void SplitVUPlane_C(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
 
+// The same, with the best twin the processor level allows.
+void MergeVUPlane(const uint8_t* u, const uint8_t* v, uint8_t* vu, int count);
+void SplitVUPlane(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
+
 #if defined(__ARM_NEON)
 void MergeVUPlane_NEON(const uint8_t* u, const uint8_t* v, uint8_t* vu,
                        int count);

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "image/resample_internal.h"
 
 namespace {
@@ -225,7 +225,7 @@ void UpScaleNewX16_C(const uint8_t* src, int height, int width,
 
 // ---------------------------------------------------------------------------
 // Exported scalers: the scalar reference, upgraded to the best twin the
-// processor level allows (api/vd_cpu.h).
+// processor level allows (base/vd_cpu.h).
 
 #if defined(__ARM_NEON)
 #define VD_PICK(fn, name)                                 \

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "api/vd_alloc.h"
+#include "base/vd_alloc.h"
 #include "image/yuv_image_internal.h"
 
 namespace {

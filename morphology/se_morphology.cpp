@@ -8,7 +8,7 @@
 #include <string.h>
 
 #include "api/vd_instance.h"
-#include "api/vd_log.h"
+#include "base/vd_log.h"
 
 namespace {
 

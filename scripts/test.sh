@@ -24,7 +24,7 @@ build_root=${VD_BUILD_ROOT:-$root/build}
 # lifecycle and the overlapping-call guards.
 tsan_tests=(frame_path_test fused_path_test stripe_test stripe_pool_test
             worker_pool_test lifecycle_test misuse_test temporal_pipeline_test
-            temporal_stripes_test)
+            temporal_stripes_test engine_test)
 
 # Runs one of the scripts that are not ctest suites; counts as one test.
 run_script() {

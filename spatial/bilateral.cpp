@@ -9,8 +9,8 @@
 
 #include <algorithm>
 
-#include "api/vd_alloc.h"
-#include "api/vd_cpu.h"
+#include "base/vd_alloc.h"
+#include "base/vd_cpu.h"
 #include "spatial/bilateral_internal.h"
 #include "spatial/recip_estimate.h"
 

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "spatial/box_filter_internal.h"
 
 namespace {
@@ -73,7 +73,7 @@ int BoxFilter_nxn_C(const unsigned char* src, unsigned char* dst, int width,
 // The kernel point is not read: each function has a fixed kernel size.
 
 // Each exported filter starts from the scalar reference and takes the best
-// twin the processor level allows (api/vd_cpu.h).
+// twin the processor level allows (base/vd_cpu.h).
 using BoxFilterFn = int (*)(const unsigned char*, unsigned char*, int, int,
                             int);
 

@@ -1,7 +1,6 @@
 // Multi-scale chroma filter and the chroma-filter switch.
 #include "spatial/box_filter.h"
 
-#include "api/vd_instance.h"
 #include "image/resample.h"
 #include "spatial/chroma_filter_internal.h"
 #include "spatial/fuzzy_filter.h"
@@ -26,16 +25,6 @@ int VdFilterUV(unsigned char* src, unsigned char* dst, int width, int rows,
                dst + width * up);
   }
   return 1;
-}
-
-// The kernel point and the edge argument are not read; each stripe works in
-// its own entry of the global chroma work buffers.
-int filterUV(unsigned char* src, unsigned char* dst, int width, int rows,
-             sVNRPoint* /*kernel*/, int /*edge*/, int up, int down, int level,
-             int stripe) {
-  return VdFilterUV(src, dst, width, rows, up, down, level,
-                    p_uvSpaBuff_1[stripe], p_uvSpaBuff_2[stripe],
-                    p_uvSpaBuff_3[stripe]);
 }
 
 void GetChromaFilterFlag(int level, int* flag) {

@@ -2,7 +2,7 @@
 // (scalar references and dispatch), and the division-by-nine table.
 #include <string.h>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "spatial/fuzzy_filter.h"
 #include "spatial/fuzzy_filter_internal.h"
 
@@ -120,7 +120,7 @@ int FuzzyFilter_2(unsigned char* cur, unsigned char* diff, unsigned char* sign,
                   int height, int level) {
   (void)ref;  // diff and sign already say where the reference lies
   // The scalar reference, upgraded to the best twin the processor level
-  // allows (api/vd_cpu.h). NEON has no form of the 66 KB lookup.
+  // allows (base/vd_cpu.h). NEON has no form of the 66 KB lookup.
   auto blend = FuzzyFilter_2_C;
 #if defined(VD_X86_SIMD)
   const int simd = VdSimdLevel();

@@ -3,7 +3,7 @@
 
 #include <stddef.h>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "spatial/box_filter_internal.h"
 #include "spatial/sharpness_internal.h"
 

@@ -8,8 +8,8 @@
 #include <stdint.h>
 #include <stdio.h>
 
-#include "api/vd_alloc.h"
-#include "api/vd_cpu.h"
+#include "base/vd_alloc.h"
+#include "base/vd_cpu.h"
 #include "temporal/motion_mask_internal.h"
 
 namespace {
@@ -168,7 +168,7 @@ extern "C" void CalSAD_threshhold_neon(unsigned char* first,
                                        unsigned char* out, int width,
                                        int height, unsigned char threshold) {
   // The scalar reference, upgraded to the best twin the processor level
-  // allows (api/vd_cpu.h).
+  // allows (base/vd_cpu.h).
   auto kernel = CalSAD_threshhold_C;
 #if defined(__ARM_NEON)
   if (VdSimdLevel() == kVdSimdNeon) kernel = CalSAD_threshhold_NEON;

@@ -7,7 +7,7 @@
 #include <stdint.h>
 #include <string.h>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "temporal/temporal_filter_internal.h"
 
 // Row r: weights of a pixel whose history holds r + 1 still frames, built
@@ -97,7 +97,7 @@ extern "C" void TemporalFilterS(unsigned char* src, unsigned char* ref,
                                 unsigned char* mask, unsigned char* out,
                                 int width, int height) {
   // The scalar reference, upgraded to the best twin the processor level
-  // allows (api/vd_cpu.h).
+  // allows (base/vd_cpu.h).
   auto kernel = TemporalFilterS_C;
 #if defined(__ARM_NEON)
   if (VdSimdLevel() == kVdSimdNeon) kernel = TemporalFilterS_NEON;

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "api/vd_alloc.h"
+#include "base/vd_alloc.h"
 #include "spatial/bilateral_internal.h"
 #include "tests/test_util.h"
 

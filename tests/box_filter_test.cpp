@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "spatial/box_filter.h"
 #include "spatial/box_filter_internal.h"
 #include "tests/test_util.h"

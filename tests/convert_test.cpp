@@ -6,7 +6,7 @@
 #include <cstring>
 #include <vector>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "image/convert.h"
 #include "image/convert_internal.h"
 #include "tests/test_util.h"

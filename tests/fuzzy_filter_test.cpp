@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "spatial/fuzzy_filter.h"
 #include "spatial/fuzzy_filter_internal.h"
 #include "tests/test_util.h"

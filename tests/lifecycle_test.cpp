@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "api/vd_alloc.h"
+#include "base/vd_alloc.h"
 #include "api/vd_instance.h"
 #include "parallel/stripe.h"
 #include "tests/test_util.h"

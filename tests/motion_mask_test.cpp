@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "api/vd_alloc.h"
-#include "api/vd_cpu.h"
+#include "base/vd_alloc.h"
+#include "base/vd_cpu.h"
 #include "temporal/motion_mask.h"
 #include "temporal/motion_mask_internal.h"
 #include "tests/test_util.h"

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <vector>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "image/resample.h"
 #include "image/resample_internal.h"
 #include "tests/test_util.h"

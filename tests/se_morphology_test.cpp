@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "api/vd_log.h"
+#include "base/vd_log.h"
 #include "morphology/se_morphology.h"
 #include "tests/test_util.h"
 

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "api/vd_instance.h"
 #include "tests/test_util.h"
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "api/vd_instance.h"
-#include "parallel/stripe_internal.h"
+#include "api/process_internal.h"
 #include "tests/test_util.h"
 
 namespace {

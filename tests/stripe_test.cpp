@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "parallel/stripe.h"
-#include "parallel/stripe_internal.h"
-#include "temporal/temporal_pipeline_internal.h"
+#include "api/process_internal.h"
+#include "frame/frame_job.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 #include "temporal/temporal_filter.h"
 #include "temporal/temporal_filter_internal.h"
 #include "tests/test_util.h"

@@ -17,10 +17,11 @@
 #include "image/convert.h"
 #include "morphology/mask_morphology.h"
 #include "morphology/mask_morphology_internal.h"
-#include "parallel/stripe_internal.h"
+#include "api/process_internal.h"
 #include "temporal/motion_mask.h"
 #include "temporal/temporal_filter.h"
-#include "temporal/temporal_pipeline_internal.h"
+#include "frame/frame_job.h"
+#include "parallel/stripe.h"
 #include "tests/test_util.h"
 
 namespace {

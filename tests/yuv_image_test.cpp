@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "api/vd_alloc.h"
+#include "base/vd_alloc.h"
 #include "image/yuv_image.h"
 #include "image/yuv_image_internal.h"
 

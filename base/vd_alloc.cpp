@@ -1,4 +1,4 @@
-#include "api/vd_alloc.h"
+#include "base/vd_alloc.h"
 
 #include <atomic>
 #include <cstdlib>

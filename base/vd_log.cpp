@@ -1,4 +1,4 @@
-#include "api/vd_log.h"
+#include "base/vd_log.h"
 
 #include <atomic>
 #include <cstdarg>
@@ -44,5 +44,46 @@ extern "C" void VdLog(int priority, const char* tag, const char* format, ...) {
   std::vsnprintf(message, sizeof(message), format, args);
   g_sink.load()(priority, tag, message);
 #endif
+  va_end(args);
+}
+
+const VdLogger kVdProcessLogger = {nullptr, nullptr, 0, VD_LOG_ERROR};
+
+namespace {
+
+void EmitV(const VdLogger* log, int level, const char* format, va_list args) {
+  if (!log) log = &kVdProcessLogger;
+  if (level < log->minLevel) return;
+  if (!log->emit) {
+#if defined(__ANDROID__)
+    __android_log_vprint(level, VD_LOG_TAG, format, args);
+#else
+    char message[1024];
+    std::vsnprintf(message, sizeof(message), format, args);
+    g_sink.load()(level, VD_LOG_TAG, message);
+#endif
+    return;
+  }
+  char message[1024];
+  std::vsnprintf(message, sizeof(message), format, args);
+  size_t len = std::strlen(message);
+  // One line per call: a trailing line feed is the caller's, not ours.
+  if (len > 0 && message[len - 1] == '\n') message[len - 1] = '\0';
+  log->emit(log->user, level, message);
+}
+
+}  // namespace
+
+void VdLogTo(const VdLogger* log, int level, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  EmitV(log, level, format, args);
+  va_end(args);
+}
+
+void VdTrace(const VdLogger* log, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  EmitV(log, log ? log->traceLevel : VD_LOG_ERROR, format, args);
   va_end(args);
 }

@@ -1,4 +1,4 @@
-#include "api/vd_cpu.h"
+#include "base/vd_cpu.h"
 
 #include <atomic>
 #include <cstdlib>

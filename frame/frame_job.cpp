@@ -1,0 +1,91 @@
+// Frame layout, bands and the job record.
+#include "frame/frame_job.h"
+
+#include "parallel/stripe.h"
+
+namespace {
+
+// A record over a packed NV21 buffer, with the planar pointers of the
+// one-block layout (pU is where the interleaved chroma starts), as the
+// process-wide API has always described its frames.
+sYuvImage_t DescribeNv21(unsigned char* buffer, int width, int height) {
+  sYuvImage_t image = {};
+  const int n = width * height;
+  image.iWidth = width;
+  image.iHeight = height;
+  image.iStride = width;
+  image.iFrameRate = 30;
+  image.iComponents = 3;
+  image.iBitDepth = 8;
+  image.eYuvType = YUV_420;
+  image.pBuffer = buffer;
+  image.pY = buffer;
+  image.pU = buffer + n;
+  image.pV = buffer + n + n / 4;
+  return image;
+}
+
+}  // namespace
+
+void VdComputeFrameLayout(int height, VdFrameLayout* layout) {
+  const int s = (height / 3) & ~1;
+  for (int i = 0; i < 3; ++i) layout->firstRow[i] = i * s;
+  layout->rows[0] = s;
+  layout->rows[1] = s;
+  layout->rows[2] = height - 2 * s;
+  const int filtered = (height / 2) & ~7;
+  layout->chromaFiltered = filtered;
+  layout->chromaSplit = (filtered / 2 + 7) & ~7;
+}
+
+int VdEdgeOf(bool hasTop, bool hasBottom) {
+  if (hasTop) return hasBottom ? VD_EDGE_WHOLE : VD_EDGE_TOP;
+  return hasBottom ? VD_EDGE_BOTTOM : VD_EDGE_INTERIOR;
+}
+
+void VdBandRows(const VdFrameJob* job, int band, int* first, int* rows) {
+  if (job->bands == 3) {
+    *first = job->layout.firstRow[band];
+    *rows = job->layout.rows[band];
+    return;
+  }
+  const int h = job->height;
+  const int start = (h * band / job->bands) & ~1;
+  const int end =
+      band + 1 == job->bands ? h : (h * (band + 1) / job->bands) & ~1;
+  *first = start;
+  *rows = end - start;
+}
+
+void VdPrepareJob(VdFrameJob* job, VdDenoiseState* st, const VdFrameView& src,
+                  const VdFrameView& dst, int bands, int pipeline) {
+  Video_Denoise_Handle* h = st->h;
+  job->st = st;
+  job->src = src;
+  job->dst = dst;
+  job->width = h->iWidth;
+  job->height = h->iHeight;
+  job->srcPacked = VdIsPackedNv21(src);
+  job->dstPacked = VdIsPackedNv21(dst);
+  job->srcImage = job->srcPacked ? DescribeNv21(src.y, src.width, src.height)
+                                 : sYuvImage_t{};
+  job->dstImage = job->dstPacked ? DescribeNv21(dst.y, dst.width, dst.height)
+                                 : sYuvImage_t{};
+  job->stageLuma = src.y_stride != job->width;
+  job->lumaIn = job->stageLuma ? h->pCurFrame->pY : src.y;
+  VdComputeFrameLayout(job->height, &job->layout);
+  job->bands = bands;
+  job->pipeline = pipeline;
+  job->part = VD_PART_ALL;
+  job->convertsInput = true;
+  job->level = h->iNRLevel;
+  job->count = h->sPrevFrames.iFrameCount;
+  job->n = h->iPrevFrameNum;
+  job->cur = nullptr;
+  job->prev = nullptr;
+  if (job->n > 0 && job->count >= 0) {
+    sYuvImage_t** ring = h->sPrevFrames.pPreFrames;
+    job->cur = ring[job->count % job->n];
+    job->prev = ring[(job->count - 1 + job->n) % job->n];
+  }
+}

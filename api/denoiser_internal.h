@@ -48,4 +48,10 @@ int VdBandsFor(int height);
 // resets the history (counter -1, motion mask cleared).
 void VdReconfigure(Video_Denoise_Handle* h, int width, int height, int eType);
 
+// The frame counter's next value: one more, except that a counter about to
+// overflow (a camera running for years) goes back to the smallest value
+// past the warm-up with the same ring slot, n - 1 plus the same remainder
+// modulo the ring size n, so the frames go on on the same path and slots.
+int VdNextFrameCount(int count, int ringSize);
+
 #endif  // VD_API_DENOISER_INTERNAL_H_

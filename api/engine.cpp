@@ -2,6 +2,8 @@
 // pool of workers started at creation.
 #include <unistd.h>
 
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -191,6 +193,15 @@ void VdReconfigure(Video_Denoise_Handle* h, int width, int height, int eType) {
   SetYUV(h->pMotionInfo, width * height, 0, 3);
 }
 
+int VdNextFrameCount(int count, int ringSize) {
+  // The frame path also forms count - 1 + n; stay clear of the top.
+  const int kLast = INT_MAX - 2;
+  if (count < kLast) return count + 1;
+  const int64_t n = ringSize > 0 ? ringSize : 1;
+  const int64_t next = int64_t{count} + 1;
+  return static_cast<int>((n - 1) + (next - (n - 1)) % n);
+}
+
 extern "C" void vd_options_init(vd_options* options) {
   if (!options) return;
   std::memset(options, 0, sizeof(*options));
@@ -352,7 +363,10 @@ extern "C" vd_status vd_denoise(vd_denoiser* d, const vd_frame* src,
   VdStamp(times, VD_T_START);
   SetVideoDenoiseParams(h, type, iso);
   VdStamp(times, VD_T_LEVEL);
-  if (h->iCfgSwitch2 == 0) ++h->sPrevFrames.iFrameCount;
+  if (h->iCfgSwitch2 == 0) {
+    h->sPrevFrames.iFrameCount =
+        VdNextFrameCount(h->sPrevFrames.iFrameCount, h->iPrevFrameNum);
+  }
 
   PadJob pad = {client, d->staging, gw, gh, VdBandsFor(gh)};
   VdFrameView work = client, result = out;

@@ -277,7 +277,10 @@ int DenoiseFrame(unsigned char* src, unsigned char* dst, int width, int height,
   VdStamp(times, VD_T_LEVEL);
 
   const int counter = handle->sPrevFrames.iFrameCount;
-  if (handle->iCfgSwitch2 == 0) ++handle->sPrevFrames.iFrameCount;
+  if (handle->iCfgSwitch2 == 0) {
+    handle->sPrevFrames.iFrameCount =
+        VdNextFrameCount(counter, handle->iPrevFrameNum);
+  }
   const VdFrameView srcView = VdNv21View(src, width, height);
   const VdFrameView dstView = VdNv21View(dst, width, height);
   VdFrameJob job;

@@ -231,7 +231,12 @@ extern "C" vd_status vd_create(const vd_options* o, vd_denoiser** out) {
     CreateLog(o, "vd_create: %s is negative", "threads");
     return VD_ERR_INVALID_ARGUMENT;
   }
-  if (o->method != VD_METHOD_FUZZY && o->method != VD_METHOD_TEMPORAL) {
+  // A C client may store any int in the enumeration; C++ must not load a
+  // value outside it as the enumeration type, so its bytes are read as int.
+  static_assert(sizeof(o->method) == sizeof(int), "enumeration size");
+  int method;
+  std::memcpy(&method, &o->method, sizeof(method));
+  if (method != VD_METHOD_FUZZY && method != VD_METHOD_TEMPORAL) {
     CreateLog(o, "vd_create: %s is unknown", "method");
     return VD_ERR_INVALID_ARGUMENT;
   }
@@ -257,7 +262,7 @@ extern "C" vd_status vd_create(const vd_options* o, vd_denoiser** out) {
   d->maxWidth = o->max_width;
   d->maxHeight = o->max_height;
   VdGridSize(o->max_width, o->max_height, &d->gridMaxWidth, &d->gridMaxHeight);
-  d->pipeline = o->method == VD_METHOD_TEMPORAL ? VD_PIPELINE_TEMPORAL
+  d->pipeline = method == VD_METHOD_TEMPORAL ? VD_PIPELINE_TEMPORAL
                                                 : VD_PIPELINE_FUZZY;
   d->threads = o->threads == 0 ? OnlineCores()
                                : (o->threads > kMaxThreads ? kMaxThreads

@@ -231,6 +231,8 @@ int DenoiseInit(int width, int height, const char* cfgPath) {
                           static_cast<size_t>(width) * height) != 0) {
     VdLog(VD_LOG_ERROR, VD_LOG_TAG,
           "Malloc memory for frame buffers failed!\n");
+    // The timing stream goes back to the client unclosed.
+    g_timing_stream = nullptr;
     DenoiseDeinit();
     return -1;
   }
@@ -321,8 +323,14 @@ int DenoiseDeinit() {
 
 }  // namespace
 
-extern "C" void TARNO_VideoDenoiseSetTimingStream(FILE* stream) {
+extern "C" int TARNO_VideoDenoiseSetTimingStream(FILE* stream) {
+  BusyGuard busy;
+  if (busy.Refused("TARNO_VideoDenoiseSetTimingStream")) return -1;
+  if (g_timing_stream && stream && g_timing_stream != stream) {
+    std::fclose(g_timing_stream);
+  }
   g_timing_stream = stream;
+  return 0;
 }
 
 extern "C" int TARNO_VideoDenoiseSetPipeline(int pipeline) {

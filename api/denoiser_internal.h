@@ -54,4 +54,11 @@ void VdReconfigure(Video_Denoise_Handle* h, int width, int height, int eType);
 // modulo the ring size n, so the frames go on on the same path and slots.
 int VdNextFrameCount(int count, int ringSize);
 
+// nr_table as InitNRPixelTable(n) leaves it, written only where it differs.
+// Rebuilding in place clears the table first, so a denoiser running on
+// another thread would read zeros for a moment: creating a denoiser while
+// others run leaves the table they read untouched when it already holds
+// these values (as it does after the first creation).
+void VdEnsureNRPixelTable(int n);
+
 #endif  // VD_API_DENOISER_INTERNAL_H_

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <new>
 
 #include "api/denoiser_internal.h"
@@ -13,6 +14,7 @@
 #include "api/timing_internal.h"
 #include "base/vd_alloc.h"
 #include "spatial/fuzzy_filter.h"
+#include "spatial/fuzzy_filter_internal.h"
 
 #ifndef VD_VERSION_STRING
 #define VD_VERSION_STRING "0.2.0"
@@ -202,6 +204,19 @@ int VdNextFrameCount(int count, int ringSize) {
   return static_cast<int>((n - 1) + (next - (n - 1)) % n);
 }
 
+void VdEnsureNRPixelTable(int n) {
+  // The scratch copy starts from the table itself: the rebuild leaves some
+  // bytes as they were.
+  static std::mutex lock;
+  static uint8_t scratch[VD_NR_TABLE_SIZE];
+  std::lock_guard<std::mutex> hold(lock);
+  std::memcpy(scratch, nr_table, sizeof(scratch));
+  VdBuildNRPixelTable(scratch, n);
+  if (std::memcmp(scratch, nr_table, sizeof(scratch)) != 0) {
+    std::memcpy(nr_table, scratch, sizeof(scratch));
+  }
+}
+
 extern "C" void vd_options_init(vd_options* options) {
   if (!options) return;
   std::memset(options, 0, sizeof(*options));
@@ -306,7 +321,7 @@ extern "C" vd_status vd_create(const vd_options* o, vd_denoiser** out) {
     }
   }
   d->st = VdDenoiseState{h, chroma, &d->ownTimes, &d->log, false};
-  InitNRPixelTable(17);
+  VdEnsureNRPixelTable(17);
   const int made = VdPoolCreate(d->threads - 1, &d->pool);
   if (made != 0) {
     VdLogTo(&d->log, VD_LOG_ERROR, "vd_create: %s",

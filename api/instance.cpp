@@ -236,7 +236,7 @@ int DenoiseInit(int width, int height, const char* cfgPath) {
     DenoiseDeinit();
     return -1;
   }
-  InitNRPixelTable(17);
+  VdEnsureNRPixelTable(17);
   g_process.h = handle;
   g_process.st = VdDenoiseState{handle, kGlobalChroma, &g_VideoDenoise_ProcTime,
                                 &kVdProcessLogger, true};

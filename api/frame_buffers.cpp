@@ -16,9 +16,10 @@ const VdChromaBuffers kGlobalChroma = {p_uvSpaBuff_1, p_uvSpaBuff_2,
                                        p_uvSpaBuff_3};
 
 // Frame images and work buffers start zero-filled, so no result ever depends
-// on memory that was never written.
+// on memory that was never written; each is followed by the 9x9 dilation's
+// margin.
 sYuvImage_t* AllocFrame(int width, int height) {
-  return VdMallocYuvEx(width, height, VdFramePadding(width), 1);
+  return VdMallocYuvEx(width, height, VdDilate9x9Margin(width), 1);
 }
 
 bool AllocNamed(const VdLogger* log, sYuvImage_t** slot, const char* name,
@@ -39,8 +40,8 @@ void Release(sYuvImage_t** slot, int width, int height) {
 
 }  // namespace
 
-size_t VdFramePadding(int width) {
-  return static_cast<size_t>(width > 0 ? width : 0) * 16 + 256;
+size_t VdDilate9x9Margin(int width) {
+  return static_cast<size_t>(width > 0 ? width / 2 : 0) * 4;
 }
 
 int VdAllocFrameBuffers(Video_Denoise_Handle* handle,
@@ -82,7 +83,7 @@ int VdAllocFrameBuffers(Video_Denoise_Handle* handle,
       !AllocNamed(log, &handle->pCurFrame, "pCurFrame", width, height, size)) {
     return -1;
   }
-  const size_t bytes = chromaBytes + VdFramePadding(width);
+  const size_t bytes = chromaBytes;
   for (int i = 0; i < 4; ++i) {
     chroma->uv1[i] = static_cast<unsigned char*>(VdCalloc(bytes, 1));
     chroma->uv2[i] = static_cast<unsigned char*>(VdCalloc(bytes, 1));

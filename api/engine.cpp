@@ -192,7 +192,7 @@ void VdReconfigure(Video_Denoise_Handle* h, int width, int height, int eType) {
   h->iHeight = height;
   h->eType = eType;
   h->sPrevFrames.iFrameCount = -1;
-  SetYUV(h->pMotionInfo, width * height, 0, 3);
+  if (h->pMotionInfo) SetYUV(h->pMotionInfo, width * height, 0, 3);
 }
 
 int VdNextFrameCount(int count, int ringSize) {
@@ -304,8 +304,8 @@ extern "C" vd_status vd_create(const vd_options* o, vd_denoiser** out) {
   }
   VdChromaBuffers chroma = {d->chromaOwn[0], d->chromaOwn[1], d->chromaOwn[2]};
   if (VdAllocFrameBuffers(h, &chroma, &d->log,
-                          ChromaWorkBytes(d->gridMaxWidth, d->gridMaxHeight)) !=
-      0) {
+                          ChromaWorkBytes(d->gridMaxWidth, d->gridMaxHeight),
+                          d->pipeline == VD_PIPELINE_TEMPORAL) != 0) {
     FreeDenoiser(d);
     return VD_ERR_OUT_OF_MEMORY;
   }
@@ -373,7 +373,7 @@ extern "C" vd_status vd_denoise(vd_denoiser* d, const vd_frame* src,
     d->lastWidth = src->width;
     d->lastHeight = src->height;
     h->sPrevFrames.iFrameCount = -1;
-    SetYUV(h->pMotionInfo, gw * gh, 0, 3);
+    if (h->pMotionInfo) SetYUV(h->pMotionInfo, gw * gh, 0, 3);
   }
   VdTrace(&d->log,
           "Process VideoDenoise: width:%d, height:%d, iISO:%d, eType:%d!\n",
@@ -424,7 +424,9 @@ extern "C" vd_status vd_reset(vd_denoiser* d) {
     return VD_ERR_BUSY;
   }
   d->h->sPrevFrames.iFrameCount = -1;
-  SetYUV(d->h->pMotionInfo, d->h->iWidth * d->h->iHeight, 0, 3);
+  if (d->h->pMotionInfo) {
+    SetYUV(d->h->pMotionInfo, d->h->iWidth * d->h->iHeight, 0, 3);
+  }
   return VD_OK;
 }
 

@@ -46,7 +46,7 @@ size_t VdDilate9x9Margin(int width) {
 
 int VdAllocFrameBuffers(Video_Denoise_Handle* handle,
                         const VdChromaBuffers* chroma, const VdLogger* log,
-                        size_t chromaBytes) {
+                        size_t chromaBytes, bool motionMask) {
   const int width = handle->iWidth;
   const int height = handle->iHeight;
   const int size = width * height * 3 / 2;
@@ -72,12 +72,17 @@ int VdAllocFrameBuffers(Video_Denoise_Handle* handle,
       return -1;
     }
   }
-  if (!AllocNamed(log, &handle->pSpaDenoiseFrame, "pSpaDenoiseFrame", width, height,
-                  size) ||
-      !AllocNamed(log, &handle->pMotionInfo, "pMotionInfo", width, height, size)) {
+  if (!AllocNamed(log, &handle->pSpaDenoiseFrame, "pSpaDenoiseFrame", width,
+                  height, size)) {
     return -1;
   }
-  SetYUV(handle->pMotionInfo, width * height, 0, 3);
+  if (motionMask) {
+    if (!AllocNamed(log, &handle->pMotionInfo, "pMotionInfo", width, height,
+                    size)) {
+      return -1;
+    }
+    SetYUV(handle->pMotionInfo, width * height, 0, 3);
+  }
   if (!AllocNamed(log, &handle->pTempFrame1, "pTempFrame1", width, height, size) ||
       !AllocNamed(log, &handle->pTempFrame2, "pTempFrame2", width, height, size) ||
       !AllocNamed(log, &handle->pCurFrame, "pCurFrame", width, height, size)) {
@@ -127,7 +132,7 @@ void VdFreeFrameBuffers(Video_Denoise_Handle* handle,
 extern "C" int AlocateFrameBuf(Video_Denoise_Handle* handle) {
   return VdAllocFrameBuffers(
       handle, &kGlobalChroma, &kVdProcessLogger,
-      static_cast<size_t>(handle->iWidth) * handle->iHeight);
+      static_cast<size_t>(handle->iWidth) * handle->iHeight, true);
 }
 
 extern "C" void FreeFrameBuf(Video_Denoise_Handle* handle) {

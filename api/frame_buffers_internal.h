@@ -20,10 +20,11 @@ size_t VdDilate9x9Margin(int width);
 
 // Allocates the frame images of the handle's current size and the twelve
 // chroma work buffers of exactly chromaBytes each, in the order and
-// with the messages of AlocateFrameBuf; 0 or -1.
+// with the messages of AlocateFrameBuf; 0 or -1. The motion mask is left out
+// when motionMask is false (only the temporal pipeline reads it).
 int VdAllocFrameBuffers(Video_Denoise_Handle* handle,
                         const VdChromaBuffers* chroma, const VdLogger* log,
-                        size_t chromaBytes);
+                        size_t chromaBytes, bool motionMask);
 void VdFreeFrameBuffers(Video_Denoise_Handle* handle,
                         const VdChromaBuffers* chroma);
 

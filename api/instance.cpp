@@ -228,7 +228,7 @@ int DenoiseInit(int width, int height, const char* cfgPath) {
     VdLog(VD_LOG_ERROR, VD_LOG_TAG, "can not open config :%s!\n", cfgPath);
   }
   if (VdAllocFrameBuffers(handle, &kGlobalChroma, &kVdProcessLogger,
-                          static_cast<size_t>(width) * height) != 0) {
+                          static_cast<size_t>(width) * height, true) != 0) {
     VdLog(VD_LOG_ERROR, VD_LOG_TAG,
           "Malloc memory for frame buffers failed!\n");
     // The timing stream goes back to the client unclosed.

@@ -88,6 +88,15 @@ VD_EXPORT vd_frame vd_frame_i420(unsigned char* buffer, int width,
 /* "major.minor.patch" */
 VD_EXPORT const char* vd_version(void);
 
+/* The vector unit every denoiser in the process uses: "scalar", "sse2",
+ * "avx2", "neon", or "auto" (the best one this processor has). All of them
+ * give the same bytes; only the speed differs. Returns 0, or -1 for an
+ * unknown name or a unit this processor (or a build with VD_FORCE_SCALAR)
+ * does not run; call it while no frame is being denoised. */
+VD_EXPORT int vd_set_simd_level(const char* name);
+/* The unit in use, one of the names above other than "auto". */
+VD_EXPORT const char* vd_simd_level(void);
+
 VD_EXTERN_C_END
 
 #endif /* VD_API_VDENOISE_H_ */

@@ -1,22 +1,20 @@
 #include "base/vd_cpu.h"
 
 #include <atomic>
-#include <cstdlib>
 #include <cstring>
 
 namespace {
 
-// -1 until the first call works the level out.
+#if defined(VD_FORCE_SCALAR) && VD_FORCE_SCALAR
+constexpr bool kForcedScalar = true;
+#else
+constexpr bool kForcedScalar = false;
+#endif
+
+// -1 until the first call works the level out (or after a reset to auto).
 std::atomic<int> g_level{-1};
 
-bool ForcedScalar() {
-#if defined(VD_FORCE_SCALAR) && VD_FORCE_SCALAR
-  return true;
-#else
-  const char* env = std::getenv("VD_FORCE_SCALAR");
-  return env != nullptr && std::strcmp(env, "1") == 0;
-#endif
-}
+int AutoLevel() { return kForcedScalar ? kVdSimdScalar : VdCpuSimdLevel(); }
 
 }  // namespace
 
@@ -32,24 +30,54 @@ int VdCpuSimdLevel() {
 #endif
 }
 
+bool VdSimdLevelRuns(int level) {
+  const int cpu = VdCpuSimdLevel();
+  if (level == kVdSimdScalar) return true;
+  if (level == kVdSimdNeon) return cpu == kVdSimdNeon;
+  // The x86 levels are ordered: AVX2 machines run SSE2 too.
+  return (level == kVdSimdSse2 || level == kVdSimdAvx2) &&
+         cpu != kVdSimdNeon && level <= cpu;
+}
+
+int VdMachineSimdLevels(int levels[kVdSimdLevelCount]) {
+  int n = 0;
+  for (int level = 0; level < kVdSimdLevelCount; ++level) {
+    if (VdSimdLevelRuns(level)) levels[n++] = level;
+  }
+  return n;
+}
+
 int VdSimdLevel() {
   int level = g_level.load(std::memory_order_relaxed);
   if (level < 0) {
-    level = ForcedScalar() ? kVdSimdScalar : VdCpuSimdLevel();
+    level = AutoLevel();
     g_level.store(level, std::memory_order_relaxed);
   }
   return level;
 }
 
-void VdSetSimdLevelForTesting(int level) {
+bool VdSetSimdLevel(int level) {
   if (level < 0) {
     g_level.store(-1, std::memory_order_relaxed);
-    return;
+    return true;
   }
-  const int cpu = ForcedScalar() ? kVdSimdScalar : VdCpuSimdLevel();
-  // NEON and the x86 levels are not ordered against each other: any request
-  // other than scalar keeps the processor's level on ARM.
-  int capped = level < cpu ? level : cpu;
-  if (cpu == kVdSimdNeon && level != kVdSimdScalar) capped = kVdSimdNeon;
-  g_level.store(capped, std::memory_order_relaxed);
+  if (!VdSimdLevelRuns(level)) return false;
+  if (kForcedScalar && level != kVdSimdScalar) return false;
+  g_level.store(level, std::memory_order_relaxed);
+  return true;
+}
+
+const char* VdSimdLevelName(int level) {
+  static const char* const kNames[kVdSimdLevelCount] = {"scalar", "sse2",
+                                                        "avx2", "neon"};
+  return level >= 0 && level < kVdSimdLevelCount ? kNames[level] : nullptr;
+}
+
+int VdSimdLevelFromName(const char* name) {
+  if (name == nullptr) return -2;
+  if (std::strcmp(name, "auto") == 0) return -1;
+  for (int level = 0; level < kVdSimdLevelCount; ++level) {
+    if (std::strcmp(name, VdSimdLevelName(level)) == 0) return level;
+  }
+  return -2;
 }

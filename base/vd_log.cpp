@@ -7,7 +7,12 @@
 
 #include "api/video_denoise.h"
 
-#if defined(__ANDROID__)
+// VD_ANDROID_LOG builds the Android branch elsewhere too (against Debian's
+// android-liblog-dev), so that it is compiled and tested off the phone.
+#if defined(__ANDROID__) && !defined(VD_ANDROID_LOG)
+#define VD_ANDROID_LOG 1
+#endif
+#if defined(VD_ANDROID_LOG)
 #include <android/log.h>
 #endif
 
@@ -37,7 +42,7 @@ extern "C" void TARNO_VideoDenoiseSetLogSink(TARNO_VideoDenoiseLogSink sink) {
 extern "C" void VdLog(int priority, const char* tag, const char* format, ...) {
   va_list args;
   va_start(args, format);
-#if defined(__ANDROID__)
+#if defined(VD_ANDROID_LOG)
   __android_log_vprint(priority, tag, format, args);
 #else
   char message[1024];
@@ -55,7 +60,7 @@ void EmitV(const VdLogger* log, int level, const char* format, va_list args) {
   if (!log) log = &kVdProcessLogger;
   if (level < log->minLevel) return;
   if (!log->emit) {
-#if defined(__ANDROID__)
+#if defined(VD_ANDROID_LOG)
     __android_log_vprint(level, VD_LOG_TAG, format, args);
 #else
     char message[1024];

@@ -66,16 +66,19 @@ BENCHMARK(BM_Frame)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 
-// Engine/level:L/threads:T: the same frames through one engine denoiser
-// (vd_denoise) with T threads.
+// Engine/level:L/threads:T/height:H: the same frames through one engine
+// denoiser (vd_denoise) with T threads, at 1920x1080 or 3840x2160.
 void BM_Engine(benchmark::State& state) {
   const int level = static_cast<int>(state.range(0));
   const int threads = static_cast<int>(state.range(1));
+  const int h = static_cast<int>(state.range(2));
+  const int w = h == kH ? kW : h * 16 / 9;
+  const size_t frame = static_cast<size_t>(w) * h * 3 / 2;
   const int type = kLevelPairs[level][0], iso = kLevelPairs[level][1];
   vd_options o;
   vd_options_init(&o);
-  o.max_width = kW;
-  o.max_height = kH;
+  o.max_width = w;
+  o.max_height = h;
   o.threads = threads;
   vd_denoiser* d = nullptr;
   if (vd_create(&o, &d) != VD_OK) {
@@ -84,12 +87,12 @@ void BM_Engine(benchmark::State& state) {
   }
   std::vector<std::vector<uint8_t>> in, out;
   for (int i = 0; i < vdbench::kRotation; ++i) {
-    in.push_back(vdbench::Scene(kFrame, 11 + i));
-    out.push_back(vdbench::Zeros(kFrame));
+    in.push_back(vdbench::Scene(frame, 11 + i));
+    out.push_back(vdbench::Zeros(frame));
   }
   auto run = [&](int k) {
-    const vd_frame src = vd_frame_nv21(in[k].data(), kW, kH);
-    const vd_frame dst = vd_frame_nv21(out[k].data(), kW, kH);
+    const vd_frame src = vd_frame_nv21(in[k].data(), w, h);
+    const vd_frame dst = vd_frame_nv21(out[k].data(), w, h);
     vd_denoise(d, &src, &dst, type, iso);
   };
   for (int i = 0; i < 4; ++i) run(i);
@@ -103,8 +106,8 @@ void BM_Engine(benchmark::State& state) {
 }
 BENCHMARK(BM_Engine)
     ->Name("Engine")
-    ->ArgsProduct({{0, 1, 2, 3}, {1, 2}})
-    ->ArgNames({"level", "threads"})
+    ->ArgsProduct({{0, 1, 2, 3}, {1, 2}, {kH, 2 * kH}})
+    ->ArgNames({"level", "threads", "height"})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 

@@ -12,6 +12,7 @@
 #include <benchmark/benchmark.h>
 
 #include <atomic>
+#include <cstring>
 #include <cstdint>
 #include <thread>
 #include <vector>
@@ -105,6 +106,94 @@ void BM_MemoryFloor(benchmark::State& state) {
 }
 BENCHMARK(BM_MemoryFloor)
     ->Name("MemoryFloor/threads:2")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+// The lookup floor: the least a table-driven temporal denoiser can cost. One
+// fused pass over the frame reads the NV21 source and the previous luma,
+// looks up one byte per luma pixel in a 64 KB table indexed by the two
+// values, and writes the luma result and an NV21 copy (luma result, chroma
+// as it came).
+const uint8_t* LookupTable() {
+  static std::vector<uint8_t> table = [] {
+    std::vector<uint8_t> t(65536);
+    for (int a = 0; a < 256; ++a) {
+      for (int b = 0; b < 256; ++b) {
+        t[a * 256 + b] = static_cast<uint8_t>((a * 3 + b + 2) >> 2);
+      }
+    }
+    return t;
+  }();
+  return table.data();
+}
+
+void LookupRows(FloorBuffers& b, int y0, int y1) {
+  const size_t l0 = static_cast<size_t>(y0) * kW;
+  const size_t l1 = static_cast<size_t>(y1) * kW;
+  const uint8_t* __restrict table = LookupTable();
+  const uint8_t* __restrict src = b.src.data();
+  const uint8_t* __restrict prev = b.prev.data();
+  uint8_t* __restrict planar = b.planar.data();
+  uint8_t* __restrict nv21 = b.nv21.data();
+  for (size_t i = l0; i < l1; ++i) {
+    const uint8_t v = table[src[i] * 256 + prev[i]];
+    planar[i] = v;
+    nv21[i] = v;
+  }
+  const size_t c0 = static_cast<size_t>(y0 / 2) * kW;
+  const size_t c1 = static_cast<size_t>(y1 / 2) * kW;
+  std::memcpy(nv21 + kLuma + c0, src + kLuma + c0, c1 - c0);
+}
+
+// LookupFloor/threads:T: the frame cut into T bands, one per thread; the
+// other threads live for the whole benchmark (no thread start is timed).
+void BM_LookupFloor(benchmark::State& state) {
+  const int threads = static_cast<int>(state.range(0));
+  FloorBuffers* sets = Buffers();
+  LookupTable();
+  std::atomic<int> round{0};
+  std::atomic<int> finished[8] = {};
+  std::atomic<bool> stop{false};
+  auto band = [&](int r, int t) {
+    const int y0 = (kH * t / threads) & ~1;
+    const int y1 = t + 1 == threads ? kH : (kH * (t + 1) / threads) & ~1;
+    LookupRows(sets[r % vdbench::kRotation], y0, y1);
+  };
+  std::vector<std::thread> helpers;
+  for (int t = 1; t < threads; ++t) {
+    helpers.emplace_back([&, t] {
+      int seen = 0;
+      for (;;) {
+        int r;
+        while ((r = round.load(std::memory_order_acquire)) == seen) {
+          if (stop.load(std::memory_order_acquire)) return;
+          std::this_thread::yield();
+        }
+        seen = r;
+        band(r, t);
+        finished[t].store(r, std::memory_order_release);
+      }
+    });
+  }
+  int r = 0;
+  for (auto _ : state) {
+    round.store(++r, std::memory_order_release);
+    band(r, 0);
+    for (int t = 1; t < threads; ++t) {
+      while (finished[t].load(std::memory_order_acquire) != r) {
+        std::this_thread::yield();
+      }
+    }
+    benchmark::ClobberMemory();
+  }
+  stop.store(true, std::memory_order_release);
+  for (std::thread& h : helpers) h.join();
+}
+BENCHMARK(BM_LookupFloor)
+    ->Name("LookupFloor")
+    ->Arg(1)
+    ->Arg(2)
+    ->ArgName("threads")
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 

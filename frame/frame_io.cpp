@@ -74,21 +74,33 @@ void VdLumaIn(VdFrameJob* job, int first, int rows) {
   }
 }
 
-void VdFrameOut(VdFrameJob* job, sYuvImage_t* from, int first, int rows,
-                int withChroma) {
+void VdLumaOut(VdFrameJob* job, const unsigned char* plane, int first,
+               int rows) {
+  const VdFrameView& d = job->dst;
   const int width = job->width;
+  if (d.y_stride == width) {
+    std::memcpy(d.y + static_cast<ptrdiff_t>(first) * width,
+                plane + static_cast<ptrdiff_t>(first) * width,
+                static_cast<size_t>(width) * rows);
+    return;
+  }
+  for (int r = first; r < first + rows; ++r) {
+    std::memcpy(d.y + static_cast<ptrdiff_t>(r) * d.y_stride,
+                plane + static_cast<ptrdiff_t>(r) * width, width);
+  }
+}
+
+void VdChromaOut(VdFrameJob* job, const sYuvImage_t* from, int first,
+                 int rows) {
+  const int width = job->width;
+  const int cw = width / 2;
   if (job->dstPacked) {
-    ConvertI420ToNV21_YUV(from, &job->dstImage, width, rows, first * width,
-                          withChroma);
+    const int c = (first * width) >> 2;
+    MergeVUPlane(from->pU + c, from->pV + c, job->dstImage.pU + 2 * c,
+                 (width * rows) >> 2);
     return;
   }
   const VdFrameView& d = job->dst;
-  for (int r = first; r < first + rows; ++r) {
-    std::memcpy(d.y + static_cast<ptrdiff_t>(r) * d.y_stride,
-                from->pY + static_cast<ptrdiff_t>(r) * width, width);
-  }
-  if (!withChroma) return;
-  const int cw = width / 2;
   for (int r = first / 2; r < (first + rows) / 2; ++r) {
     const unsigned char* u = from->pU + static_cast<ptrdiff_t>(r) * cw;
     const unsigned char* v = from->pV + static_cast<ptrdiff_t>(r) * cw;
@@ -107,6 +119,18 @@ void VdFrameOut(VdFrameJob* job, sYuvImage_t* from, int first, int rows,
       MergeVUPlane(v, u, pairs, cw);
     }
   }
+}
+
+void VdFrameOut(VdFrameJob* job, sYuvImage_t* from, int first, int rows,
+                int withChroma) {
+  if (job->dstPacked) {
+    // The conversion the process-wide API has always used.
+    ConvertI420ToNV21_YUV(from, &job->dstImage, job->width, rows,
+                          first * job->width, withChroma);
+    return;
+  }
+  VdLumaOut(job, from->pY, first, rows);
+  if (withChroma) VdChromaOut(job, from, first, rows);
 }
 
 void VdPadRows(const VdFrameView& client, unsigned char* nv21, int gw, int gh,

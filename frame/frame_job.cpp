@@ -1,6 +1,8 @@
 // Frame layout, bands and the job record.
 #include "frame/frame_job.h"
 
+#include <cstddef>
+
 #include "parallel/stripe.h"
 
 namespace {
@@ -23,6 +25,34 @@ sYuvImage_t DescribeNv21(unsigned char* buffer, int width, int height) {
   image.pU = buffer + n;
   image.pV = buffer + n + n / 4;
   return image;
+}
+
+// First and one-past-last byte a view can touch.
+void Extent(const VdFrameView& f, const unsigned char** lo,
+            const unsigned char** hi) {
+  const ptrdiff_t ch = f.height / 2;
+  const ptrdiff_t uvRow = static_cast<ptrdiff_t>(f.width / 2 - 1) *
+                              f.uv_pixel_stride + 1;
+  const unsigned char* starts[3] = {f.y, f.u, f.v};
+  const unsigned char* ends[3] = {
+      f.y + static_cast<ptrdiff_t>(f.height - 1) * f.y_stride + f.width,
+      f.u + (ch - 1) * f.uv_stride + uvRow,
+      f.v + (ch - 1) * f.uv_stride + uvRow};
+  *lo = starts[0];
+  *hi = ends[0];
+  for (int i = 1; i < 3; ++i) {
+    if (starts[i] < *lo) *lo = starts[i];
+    if (ends[i] > *hi) *hi = ends[i];
+  }
+}
+
+bool LumaApart(const VdFrameView& src, const VdFrameView& dst) {
+  const unsigned char *lo, *hi;
+  Extent(src, &lo, &hi);
+  const unsigned char* y0 = dst.y;
+  const unsigned char* y1 =
+      dst.y + static_cast<ptrdiff_t>(dst.height - 1) * dst.y_stride + dst.width;
+  return y1 <= lo || hi <= y0;
 }
 
 }  // namespace
@@ -73,6 +103,7 @@ void VdPrepareJob(VdFrameJob* job, VdDenoiseState* st, const VdFrameView& src,
                                  : sYuvImage_t{};
   job->stageLuma = src.y_stride != job->width;
   job->lumaIn = job->stageLuma ? h->pCurFrame->pY : src.y;
+  job->lumaOutEarly = !st->visibleWorkFrames && LumaApart(src, dst);
   VdComputeFrameLayout(job->height, &job->layout);
   job->bands = bands;
   job->pipeline = pipeline;

@@ -52,10 +52,12 @@ struct VdDenoiseState {
   VdChromaBuffers chroma;
   Calc_Process_Time* times;
   const VdLogger* log;
-  // The process-wide instance keeps computing the chroma change mask that
-  // nothing reads, because its buffers are visible through the exported
-  // record; an engine denoiser skips it.
-  bool keepsUnusedMask;
+  // The process-wide instance's work frames are visible through the exported
+  // record, so every stage writes them as it always has (the chroma change
+  // mask that nothing reads included). An engine denoiser skips what nobody
+  // reads: the mask, and the spatial, difference and sign planes of the
+  // full path's luma.
+  bool visibleWorkFrames;
 };
 
 // Luma row bands of the band phases: 3 means the three stripes; more cut
@@ -73,6 +75,9 @@ struct VdFrameJob {
   // the client's rows are padded (copied there in the first phase).
   const unsigned char* lumaIn;
   bool stageLuma;
+  // The destination's luma shares no byte with the source: the full path
+  // may write it while other bands still read the source.
+  bool lumaOutEarly;
   int width, height;
   VdFrameLayout layout;
   int bands;
@@ -129,6 +134,12 @@ void VdLumaIn(VdFrameJob* job, int first, int rows);
 // client's destination; chroma only when withChroma.
 void VdFrameOut(VdFrameJob* job, sYuvImage_t* from, int first, int rows,
                 int withChroma);
+// The same, one plane kind at a time: luma rows of a packed plane of the
+// frame's width, and chroma rows of a planar frame.
+void VdLumaOut(VdFrameJob* job, const unsigned char* plane, int first,
+               int rows);
+void VdChromaOut(VdFrameJob* job, const sYuvImage_t* from, int first,
+                 int rows);
 
 #endif  // VD_FRAME_FRAME_JOB_H_
 

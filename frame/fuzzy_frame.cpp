@@ -24,7 +24,9 @@
 #include "api/timing_internal.h"
 #include "frame/frame_job.h"
 #include "image/convert.h"
+#include "base/vd_cpu.h"
 #include "parallel/stripe.h"
+#include "spatial/box_blend.h"
 #include "spatial/box_filter.h"
 #include "spatial/chroma_filter_internal.h"
 #include "spatial/fuzzy_filter.h"
@@ -83,9 +85,36 @@ void Input(VdFrameJob* job, int first, int rows) {
   if (job->convertsInput) VdChromaIn(job, first, rows);
 }
 
+// Full-path luma of band rows [first, first + rows) in one pass per row, for
+// a denoiser whose work frames nobody looks at: the spatial value, the
+// difference and the direction never leave the registers (box_blend.h gives
+// the same bytes as the three stages).
+void LumaOnePass(VdFrameJob* job, int first, int rows) {
+  const ptrdiff_t w = job->width;
+  const unsigned char* src = job->lumaIn;
+  const unsigned char* prev = job->prev->pY;
+  unsigned char* out = job->cur->pY;
+  const VdBoxBlendRowFn blend = VdBoxBlendKernels(VdSimdLevel()).row;
+  for (int y = first; y < first + rows; ++y) {
+    const ptrdiff_t o = y * w;
+    if (y == 0 || y == job->height - 1) {
+      VdBlendRow_C(src + o, prev + o, out + o, job->width, job->level);
+    } else {
+      blend(src + o - w, src + o, src + o + w, prev + o, out + o, job->width,
+            job->level);
+    }
+    // The row goes out while it is in cache.
+    if (job->lumaOutEarly) VdLumaOut(job, out, y, 1);
+  }
+}
+
 // Luma of band rows [first, first + rows), block by block: box filter into
 // the spatial frame and, on the full path, difference, sign and blend.
 void Luma(VdFrameJob* job, int first, int rows, bool full) {
+  if (full && !job->st->visibleWorkFrames) {
+    LumaOnePass(job, first, rows);
+    return;
+  }
   Video_Denoise_Handle* h = job->st->h;
   const ptrdiff_t w = job->width;
   const unsigned char* src = job->lumaIn;
@@ -249,7 +278,7 @@ void FullOutputItem(void* arg, int band) {
   Video_Denoise_Handle* h = st->h;
   int first, rows;
   VdBandRows(job, band, &first, &rows);
-  if (st->keepsUnusedMask) {
+  if (st->visibleWorkFrames) {
     // The mask is computed as the frame path always has, and not used. Its
     // stepping belongs to whole stripes: the process-wide API runs three
     // bands, the stripes.
@@ -261,6 +290,14 @@ void FullOutputItem(void* arg, int band) {
   VdStamp(st->times, VD_T_FUZZY_SAD);
   VdStamp(st->times, VD_T_FUZZY_SAD2);
   const sYuvImage_t* spatial = h->pSpaDenoiseFrame;
+  if (!st->visibleWorkFrames) {
+    // Nothing reads the ring's chroma: it goes out straight from the
+    // spatial frame, and the luma unless it went out already.
+    if (!job->lumaOutEarly) VdLumaOut(job, job->cur->pY, first, rows);
+    VdChromaOut(job, spatial, first, rows);
+    VdStamp(st->times, VD_T_FUZZY_DONE);
+    return;
+  }
   const int cw = job->width / 2;
   const int block = BlockRows(job->width);
   for (int y = first; y < first + rows; y += block) {

@@ -4,12 +4,15 @@
 // a kernel's stepping runs past it) and lies against an inaccessible guard
 // page at its end or at its start, so a kernel that touches a byte beyond
 // its documented size faults. Where a kernel has a vector twin the exported
-// kernel and the scalar reference must write identical bytes.
+// kernel and the scalar reference must write identical bytes. Each input
+// runs once per SIMD level this machine has, so the exported kernels go
+// through every level's variant table (base/vd_cpu.h).
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "base/vd_cpu.h"
 #include "fuzz/fuzz_input.h"
 #include "fuzz/kernel_sizes.h"
 #include "api/vd_instance.h"
@@ -594,9 +597,9 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return 0;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size > 256) return -1;
-  FuzzInput in(data, size);
+namespace {
+
+void RunOne(FuzzInput& in) {
   switch (in.Byte() % 16) {
     case 0: FuzzBox(in, BoxFilter3x3, BoxFilter3x3_C); break;
     case 1: FuzzBox(in, BoxFilter, BoxFilter_C); break;
@@ -615,5 +618,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     case 14: FuzzFilterUV(in); break;
     default: FuzzBoxFilterSum(in); break;
   }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size > 256) return -1;
+  int levels[kVdSimdLevelCount];
+  const int count = VdMachineSimdLevels(levels);
+  for (int i = 0; i < count; ++i) {
+    VdSetSimdLevel(levels[i]);
+    FuzzInput in(data, size);
+    RunOne(in);
+  }
+  VdSetSimdLevel(-1);
   return 0;
 }

@@ -5,31 +5,38 @@
 #include "base/vd_cpu.h"
 #include "image/convert_internal.h"
 
-// The scalar reference, upgraded to the best twin the processor level
-// allows (base/vd_cpu.h).
+void VdInitChromaMoveKernels(ChromaMoveKernels* k, int level) {
+  k->merge = MergeVUPlane_C;
+  k->split = SplitVUPlane_C;
+#if defined(__ARM_NEON)
+  if (level == kVdSimdNeon) {
+    k->merge = MergeVUPlane_NEON;
+    k->split = SplitVUPlane_NEON;
+  }
+#elif defined(VD_X86_SIMD)
+  if (level == kVdSimdSse2) {
+    k->merge = MergeVUPlane_SSE2;
+    k->split = SplitVUPlane_SSE2;
+  }
+  if (level == kVdSimdAvx2) {
+    k->merge = MergeVUPlane_AVX2;
+    k->split = SplitVUPlane_AVX2;
+  }
+#endif
+  (void)level;
+}
+
+const ChromaMoveKernels& VdChromaMoveKernels(int level) {
+  return VdSimdTable<ChromaMoveKernels, VdInitChromaMoveKernels>(level);
+}
+
 void MergeVUPlane(const uint8_t* u, const uint8_t* v, uint8_t* vu,
                   int count) {
-  auto merge = MergeVUPlane_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) merge = MergeVUPlane_NEON;
-#elif defined(VD_X86_SIMD)
-  const int level = VdSimdLevel();
-  if (level >= kVdSimdSse2) merge = MergeVUPlane_SSE2;
-  if (level >= kVdSimdAvx2) merge = MergeVUPlane_AVX2;
-#endif
-  merge(u, v, vu, count);
+  VdChromaMoveKernels(VdSimdLevel()).merge(u, v, vu, count);
 }
 
 void SplitVUPlane(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes) {
-  auto split = SplitVUPlane_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) split = SplitVUPlane_NEON;
-#elif defined(VD_X86_SIMD)
-  const int level = VdSimdLevel();
-  if (level >= kVdSimdSse2) split = SplitVUPlane_SSE2;
-  if (level >= kVdSimdAvx2) split = SplitVUPlane_AVX2;
-#endif
-  split(vu, u, v, bytes);
+  VdChromaMoveKernels(VdSimdLevel()).split(vu, u, v, bytes);
 }
 
 namespace {

@@ -21,7 +21,7 @@ void MergeVUPlane_C(const uint8_t* u, const uint8_t* v, uint8_t* vu,
 // happens when bytes <= 0.
 void SplitVUPlane_C(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
 
-// The same, with the best twin the processor level allows.
+// The same, with the variant of the process level.
 void MergeVUPlane(const uint8_t* u, const uint8_t* v, uint8_t* vu, int count);
 void SplitVUPlane(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
 
@@ -50,5 +50,13 @@ static inline bool VdRangesDisjoint(const void* a, size_t na, const void* b,
   return pa + na <= pb || pb + nb <= pa;
 }
 #endif
+
+// The family's variant table (base/vd_cpu.h).
+struct ChromaMoveKernels {
+  void (*merge)(const uint8_t* u, const uint8_t* v, uint8_t* vu, int count);
+  void (*split)(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
+};
+void VdInitChromaMoveKernels(ChromaMoveKernels* k, int level);
+const ChromaMoveKernels& VdChromaMoveKernels(int level);
 
 #endif  // VD_IMAGE_CONVERT_INTERNAL_H_

@@ -1,4 +1,4 @@
-// Glue shared by the SSE2 (convert_x86.cpp) and AVX2 (convert_avx2.cpp)
+// Glue shared by the SSE2 (convert_sse2.cpp) and AVX2 (convert_avx2.cpp)
 // chroma movers: block counts, the overlap checks that allow the wide steps,
 // and the one-block SSE2 tails both finish with. Everything here has
 // internal linkage, so the -mavx2 object and the baseline object each keep

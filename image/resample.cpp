@@ -224,56 +224,60 @@ void UpScaleNewX16_C(const uint8_t* src, int height, int width,
 }
 
 // ---------------------------------------------------------------------------
-// Exported scalers: the scalar reference, upgraded to the best twin the
-// processor level allows (base/vd_cpu.h).
+// Exported scalers: the variant of the process level.
 
+void VdInitResampleKernels(ResampleKernels* k, int level) {
+  k->down4 = DownScaleNewX16_C;
+  k->down2 = DownScale_C;
+  k->up8 = UpScaleX64_C;
+  k->up4 = UpScaleNewX16_C;
 #if defined(__ARM_NEON)
-#define VD_PICK(fn, name)                                 \
-  do {                                                    \
-    if (VdSimdLevel() == kVdSimdNeon) fn = name##_NEON;   \
-  } while (0)
+  if (level == kVdSimdNeon) {
+    k->down4 = DownScaleNewX16_NEON;
+    k->down2 = DownScale_NEON;
+    k->up8 = UpScaleX64_NEON;
+    k->up4 = UpScaleNewX16_NEON;
+  }
 #elif defined(VD_X86_SIMD)
-#define VD_PICK(fn, name)                                 \
-  do {                                                    \
-    const int level = VdSimdLevel();                      \
-    if (level >= kVdSimdSse2) fn = name##_SSE2;           \
-    if (level >= kVdSimdAvx2) fn = name##_AVX2;           \
-  } while (0)
-#else
-#define VD_PICK(fn, name) \
-  do {                    \
-  } while (0)
+  if (level == kVdSimdSse2) {
+    k->down4 = DownScaleNewX16_SSE2;
+    k->down2 = DownScale_SSE2;
+    k->up8 = UpScaleX64_SSE2;
+    k->up4 = UpScaleNewX16_SSE2;
+  }
+  if (level == kVdSimdAvx2) {
+    k->down4 = DownScaleNewX16_AVX2;
+    k->down2 = DownScale_AVX2;
+    k->up8 = UpScaleX64_AVX2;
+    k->up4 = UpScaleNewX16_AVX2;
+  }
 #endif
+  (void)level;
+}
+
+const ResampleKernels& VdResampleKernels(int level) {
+  return VdSimdTable<ResampleKernels, VdInitResampleKernels>(level);
+}
 
 extern "C" int DownScaleNewX16(unsigned char* src, int height, int width,
                                unsigned char* dst) {
-  auto scale = DownScaleNewX16_C;
-  VD_PICK(scale, DownScaleNewX16);
-  return scale(src, height, width, dst);
+  return VdResampleKernels(VdSimdLevel()).down4(src, height, width, dst);
 }
 
 extern "C" void DownScale(unsigned char* src, int height, int width,
                           int srcStride, unsigned char* dst) {
-  auto scale = DownScale_C;
-  VD_PICK(scale, DownScale);
-  scale(src, height, width, srcStride, dst);
+  VdResampleKernels(VdSimdLevel()).down2(src, height, width, srcStride, dst);
 }
 
 extern "C" void UpScaleX64(unsigned char* src, int height, int width,
                            int unused, unsigned char* dst) {
-  auto scale = UpScaleX64_C;
-  VD_PICK(scale, UpScaleX64);
-  scale(src, height, width, unused, dst);
+  VdResampleKernels(VdSimdLevel()).up8(src, height, width, unused, dst);
 }
 
 extern "C" void UpScaleNewX16(unsigned char* src, int height, int width,
                               unsigned char* dst) {
-  auto scale = UpScaleNewX16_C;
-  VD_PICK(scale, UpScaleNewX16);
-  scale(src, height, width, dst);
+  VdResampleKernels(VdSimdLevel()).up4(src, height, width, dst);
 }
-
-#undef VD_PICK
 
 // Pixel-centred 2x bilinear (see UpScaleTaps), (sum + 128) >> 8 with the
 // product of the two directions' weights.

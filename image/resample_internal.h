@@ -1,4 +1,4 @@
-// Fixed-ratio scalers of the chroma path: scalar references and NEON twins.
+// Fixed-ratio scalers of the chroma path: scalar references and vector twins.
 // Each pair takes the same arguments as the exported function it serves and
 // writes the same bytes.
 #ifndef VD_IMAGE_RESAMPLE_INTERNAL_H_
@@ -55,5 +55,17 @@ void UpScaleX64_AVX2(const uint8_t* src, int height, int width, int unused,
 void UpScaleNewX16_AVX2(const uint8_t* src, int height, int width,
                         uint8_t* dst);
 #endif
+
+// The family's variant table (base/vd_cpu.h).
+struct ResampleKernels {
+  int (*down4)(const uint8_t* src, int height, int width, uint8_t* dst);
+  void (*down2)(const uint8_t* src, int height, int width, int srcStride,
+                uint8_t* dst);
+  void (*up8)(const uint8_t* src, int height, int width, int unused,
+              uint8_t* dst);
+  void (*up4)(const uint8_t* src, int height, int width, uint8_t* dst);
+};
+void VdInitResampleKernels(ResampleKernels* k, int level);
+const ResampleKernels& VdResampleKernels(int level);
 
 #endif  // VD_IMAGE_RESAMPLE_INTERNAL_H_

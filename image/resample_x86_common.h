@@ -1,4 +1,4 @@
-// Glue shared by the SSE2 (resample_x86.cpp) and AVX2 (resample_avx2.cpp)
+// Glue shared by the SSE2 (resample_sse2.cpp) and AVX2 (resample_avx2.cpp)
 // scalers: row addressing, scalar tails and the border/row walking of the
 // upscalers. Everything here has internal linkage, so the -mavx2 object and
 // the baseline object each keep their own copy.

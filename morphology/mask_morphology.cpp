@@ -5,6 +5,7 @@
 #include <stddef.h>
 #include <string.h>
 
+#include "base/vd_cpu.h"
 #include "morphology/mask_morphology_internal.h"
 #include "parallel/stripe.h"
 
@@ -111,41 +112,50 @@ int Dilate15x15_C(const uint8_t* src, uint8_t* dst, int width, int rows,
   return 1;
 }
 
+void VdInitMaskMorphologyKernels(MaskMorphologyKernels* k, int level) {
+  k->delete_points = DeleteDiscretePoints_C;
+  k->erode5x5 = Erose5x5_C;
+  k->dilate9x9 = Dilate9x9_C;
+  k->dilate15x15 = Dilate15x15_C;
+#if defined(__ARM_NEON)
+  if (level == kVdSimdNeon) {
+    k->delete_points = DeleteDiscretePoints_NEON;
+    k->erode5x5 = Erose5x5_NEON;
+    k->dilate9x9 = Dilate9x9_NEON;
+    k->dilate15x15 = Dilate15x15_NEON;
+  }
+#endif
+  (void)level;
+}
+
+const MaskMorphologyKernels& VdMaskMorphologyKernels(int level) {
+  return VdSimdTable<MaskMorphologyKernels, VdInitMaskMorphologyKernels>(
+      level);
+}
+
 extern "C" int DeleteDiscretePoints(unsigned char* src, unsigned char* dst,
                                     int width, int rows, int edgeType,
                                     int /*unused1*/, int /*unused2*/) {
-#if defined(__ARM_NEON)
-  return DeleteDiscretePoints_NEON(src, dst, width, rows, edgeType);
-#else
-  return DeleteDiscretePoints_C(src, dst, width, rows, edgeType);
-#endif
+  return VdMaskMorphologyKernels(VdSimdLevel())
+      .delete_points(src, dst, width, rows, edgeType);
 }
 
 extern "C" int Erose5x5(unsigned char* src, unsigned char* dst, int width,
                         int rows, int edgeType) {
-#if defined(__ARM_NEON)
-  return Erose5x5_NEON(src, dst, width, rows, edgeType);
-#else
-  return Erose5x5_C(src, dst, width, rows, edgeType);
-#endif
+  return VdMaskMorphologyKernels(VdSimdLevel())
+      .erode5x5(src, dst, width, rows, edgeType);
 }
 
 extern "C" int Dilate9x9(unsigned char* src, unsigned char* dst, int width,
                          int rows, int edgeType) {
-#if defined(__ARM_NEON)
-  return Dilate9x9_NEON(src, dst, width, rows, edgeType);
-#else
-  return Dilate9x9_C(src, dst, width, rows, edgeType);
-#endif
+  return VdMaskMorphologyKernels(VdSimdLevel())
+      .dilate9x9(src, dst, width, rows, edgeType);
 }
 
 extern "C" int Dilate15x15(unsigned char* src, unsigned char* dst, int width,
                            int rows, int edgeType) {
-#if defined(__ARM_NEON)
-  return Dilate15x15_NEON(src, dst, width, rows, edgeType);
-#else
-  return Dilate15x15_C(src, dst, width, rows, edgeType);
-#endif
+  return VdMaskMorphologyKernels(VdSimdLevel())
+      .dilate15x15(src, dst, width, rows, edgeType);
 }
 
 extern "C" int Dilate5x5(unsigned char* src, unsigned char* dst, int width,

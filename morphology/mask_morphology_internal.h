@@ -81,6 +81,18 @@ int Dilate15x15_NEON(const uint8_t* src, uint8_t* dst, int width, int rows,
                      int edgeType);
 #endif
 
+// The family's variant table (base/vd_cpu.h).
+using MaskMorphologyFn = int (*)(const uint8_t* src, uint8_t* dst, int width,
+                                 int rows, int edgeType);
+struct MaskMorphologyKernels {
+  MaskMorphologyFn delete_points;  // DeleteDiscretePoints
+  MaskMorphologyFn erode5x5;       // Erose5x5
+  MaskMorphologyFn dilate9x9;      // Dilate9x9
+  MaskMorphologyFn dilate15x15;    // Dilate15x15
+};
+void VdInitMaskMorphologyKernels(MaskMorphologyKernels* k, int level);
+const MaskMorphologyKernels& VdMaskMorphologyKernels(int level);
+
 // Whether a vector kernel of half-size k walks whole rows at this width:
 // each row's span then ends exactly at column width - k - 1 and a row pair
 // moves on by exactly two rows.

@@ -22,6 +22,10 @@ struct VdPool {
   bool stop;
   unsigned generation;
   int inside;  // workers between taking the job and leaving it
+  // Mirrors of generation and inside that can be read without the mutex,
+  // for the short spin before sleeping.
+  std::atomic<unsigned> published;
+  std::atomic<int> busyWorkers;
   VdPoolFn fn;
   void* arg;
   int count;
@@ -30,6 +34,19 @@ struct VdPool {
 };
 
 namespace {
+
+// A frame's phases follow each other within microseconds: a thread that has
+// just finished spins this many rounds for the next one before it sleeps,
+// which costs less than a wake-up through the kernel.
+constexpr int kSpinRounds = 4000;
+
+inline void Relax() {
+#if defined(__x86_64__) || defined(__i386__)
+  __builtin_ia32_pause();
+#elif defined(__aarch64__) || defined(__arm__)
+  __asm__ __volatile__("yield");
+#endif
+}
 
 void TakeItems(VdPool* pool, VdPoolFn fn, void* arg, int count) {
   for (;;) {
@@ -47,18 +64,29 @@ void* Worker(void* p) {
   // this thread's to join.
   unsigned seen = 0;
   for (;;) {
+    if (pool->generation == seen && !pool->stop) {
+      pthread_mutex_unlock(&pool->mutex);
+      for (int i = 0; i < kSpinRounds &&
+                      pool->published.load(std::memory_order_acquire) == seen;
+           ++i) {
+        Relax();
+      }
+      pthread_mutex_lock(&pool->mutex);
+    }
     while (pool->generation == seen && !pool->stop) {
       pthread_cond_wait(&pool->wake, &pool->mutex);
     }
     if (pool->stop) break;
     seen = pool->generation;
     ++pool->inside;
+    pool->busyWorkers.fetch_add(1, std::memory_order_relaxed);
     VdPoolFn fn = pool->fn;
     void* arg = pool->arg;
     const int count = pool->count;
     pthread_mutex_unlock(&pool->mutex);
     TakeItems(pool, fn, arg, count);
     pthread_mutex_lock(&pool->mutex);
+    pool->busyWorkers.fetch_sub(1, std::memory_order_release);
     if (--pool->inside == 0 &&
         pool->done.load(std::memory_order_acquire) >= count) {
       pthread_cond_signal(&pool->finished);
@@ -143,9 +171,16 @@ void VdPoolRun(VdPool* pool, VdPoolFn fn, void* arg, int count,
   pool->next.store(0, std::memory_order_relaxed);
   pool->done.store(0, std::memory_order_relaxed);
   ++pool->generation;
+  pool->published.store(pool->generation, std::memory_order_release);
   pthread_cond_broadcast(&pool->wake);
   pthread_mutex_unlock(&pool->mutex);
   if (callerHelps) TakeItems(pool, fn, arg, count);
+  for (int i = 0; i < kSpinRounds &&
+                  (pool->done.load(std::memory_order_acquire) < count ||
+                   pool->busyWorkers.load(std::memory_order_acquire) > 0);
+       ++i) {
+    Relax();
+  }
   pthread_mutex_lock(&pool->mutex);
   while (pool->inside > 0 ||
          pool->done.load(std::memory_order_acquire) < count) {

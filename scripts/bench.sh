@@ -19,7 +19,7 @@
 #
 # Compared, when available (the script installs them from Debian's packages
 # and says so when one is missing): ffmpeg's hqdn3d and atadenoise filters on
-# the same 120-frame 1080p raw NV21 clip, libyuv's NV21ToI420 / I420ToNV21,
+# the same 300-frame 1080p raw NV21 clip, libyuv's NV21ToI420 / I420ToNV21,
 # and OpenCV's 3x3 cv::blur.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -47,7 +47,7 @@ while (($#)); do
   esac
 done
 min_time=0.1
-clip_frames=120
+clip_frames=300
 if ((quick)); then
   reps=2
   min_time=0.05
@@ -99,6 +99,10 @@ denoiser=()
 if cmake --build "$build" -j2 --target vdenoise > "$work/build_tool.log" 2>&1 &&
    [ -x "$build/tools/vdenoise" ]; then
   denoiser=(tool "$build/tools/vdenoise")
+  # Two threads, as ffmpeg gets, when the tool takes a thread count.
+  tool_threads=()
+  "$build/tools/vdenoise" --help 2>&1 | grep -q -- "--threads" &&
+    tool_threads=(--threads 2)
 else
   note "vdenoise could not be built: the clip is timed with bench/vd_clip"
   denoiser=(clip "$build/bench/vd_clip")
@@ -141,8 +145,7 @@ fi
 if [ -f "$clip" ]; then
   note "clip runs: raw NV21 in (from the page cache), raw NV21 out to /dev/null;" \
     "ffmpeg with -threads 2 -filter_threads 2 (its filters take planar" \
-    "yuv420p, so ffmpeg converts in and out); the library runs its three" \
-    "stripe threads on the $(nproc) cores"
+    "yuv420p, so ffmpeg converts in and out); vdenoise with 2 threads"
   cat "$clip" > /dev/null  # into the page cache for every contender
   # One round runs every contender once, so that a change of load during the
   # run hits them alike.
@@ -164,7 +167,7 @@ if [ -f "$clip" ]; then
       read -r type iso <<< "${pairs[$level]}"
       if [ "${denoiser[0]}" = tool ]; then
         s=$(seconds "${denoiser[1]}" -q -s 1920x1080 --pix-fmt nv21 \
-              --type "$type" --iso "$iso" "$clip" -) || s=""
+              "${tool_threads[@]}" --type "$type" --iso "$iso" "$clip" -) || s=""
       else
         s=$(seconds "${denoiser[1]}" "$clip" /dev/null 1920 1080 "$type" "$iso") ||
           s=""
@@ -204,43 +207,53 @@ def verdict(ok):
     return "met" if ok else "NOT met"
 
 floor = med.get("MemoryFloor/threads:2/real_time")
-def frame(level, stepwise, pool):
-    return med.get("Frame/level:%d/stepwise:%d/pool:%d/real_time" % (level, stepwise, pool))
-fused = [frame(l, 0, 0) for l in range(4)]
-step = [frame(l, 1, 0) for l in range(4)]
-pooled = [frame(l, 0, 1) for l in range(4)]
+lookup = {t: med.get("LookupFloor/threads:%d/real_time" % t) for t in (1, 2)}
+def frame(level, pool):
+    return med.get("Frame/level:%d/pool:%d/real_time" % (level, pool))
+def engine(level, threads, height=1080):
+    return med.get("Engine/level:%d/threads:%d/height:%d/real_time" % (level, threads, height))
+def mean(values):
+    return sum(values) / len(values) if values and all(values) else None
+api = [frame(l, 0) for l in range(4)]
+pooled = [frame(l, 1) for l in range(4)]
+eng2 = [engine(l, 2) for l in range(4)]
+eng1 = [engine(l, 1) for l in range(4)]
+eng4k = [engine(l, 2, 2160) for l in range(4)]
 if floor:
     rows.append(("memory floor, 1 frame, 2 threads", "%.3f ms" % floor, "", "", ""))
+for t in (1, 2):
+    if lookup[t]:
+        rows.append(("lookup floor, 1 frame, %d thread%s" % (t, "s" if t > 1 else ""),
+                     "%.3f ms" % lookup[t], "", "", ""))
 for l in range(4):
-    if fused[l]:
-        extra = []
-        if step[l]:
-            extra.append("step by step %.3f" % step[l])
-        if pooled[l]:
-            extra.append("on the stripe pool %.3f" % pooled[l])
-        s = " (%s ms)" % ", ".join(extra) if extra else ""
-        rows.append(("frame 1080p level %d, fused%s" % (l, s), "%.3f ms" % fused[l], "", "", ""))
-if floor and all(fused):
-    mean = sum(fused) / 4
-    r = mean / floor
-    rows.append(("frame mean over levels 0-3 / memory floor", "%.3f ms" % mean,
-                 "<= 3.00x", "%.2fx" % r, verdict(r <= 3.0)))
-    if all(pooled):
-        mp = sum(pooled) / 4
-        r = mp / floor
-        rows.append(("  the same on the stripe pool", "%.3f ms" % mp,
-                     "<= 3.00x", "%.2fx" % r, verdict(r <= 3.0)))
-if all(fused) and all(pooled):
-    mean, mp = sum(fused) / 4, sum(pooled) / 4
-    share = (mean - mp) / mean * 100
-    rows.append(("thread start per frame: (per-frame threads - pool) / frame",
-                 "%.3f ms" % (mean - mp), "<= 5 %", "%.1f %%" % share,
-                 verdict(share <= 5.0)))
+    if eng2[l]:
+        rows.append(("engine 1080p level %d, 2 threads (1 thread %s ms)" %
+                     (l, "%.3f" % eng1[l] if eng1[l] else "-"), "%.3f ms" % eng2[l], "", "", ""))
+lk = lookup[2]
+if lk and mean(eng2):
+    r = mean(eng2) / lk
+    rows.append(("engine, mean of levels 0-3 / lookup floor (2 threads)",
+                 "%.3f ms" % mean(eng2), "<= 1.00x", "%.2fx" % r, verdict(r <= 1.0)))
+if lk and mean(api):
+    r = mean(api) / lk
+    rows.append(("TARNO_VideoDenoise (threads per frame), mean / lookup floor",
+                 "%.3f ms" % mean(api), "<= 1.50x", "%.2fx" % r, verdict(r <= 1.5)))
+if lk and mean(pooled):
+    r = mean(pooled) / lk
+    rows.append(("TARNO_VideoDenoise on the stripe pool, mean / lookup floor",
+                 "%.3f ms" % mean(pooled), "<= 1.20x", "%.2fx" % r, verdict(r <= 1.2)))
+if mean(eng1) and mean(eng2):
+    r = mean(eng1) / mean(eng2)
+    rows.append(("engine scaling: 1 thread / 2 threads (1080p)", "%.3f ms" % mean(eng1),
+                 ">= 1.80x", "%.2fx" % r, verdict(r >= 1.8)))
+if mean(eng4k) and mean(eng2):
+    r = mean(eng4k) / mean(eng2)
+    rows.append(("engine 3840x2160 / 1920x1080 (2 threads)", "%.3f ms" % mean(eng4k),
+                 "<= 4.20x", "%.2fx" % r, verdict(r <= 4.2)))
 ts = med.get("ThreadStart3/real_time")
-if ts and all(fused):
-    share = ts / (sum(fused) / 4) * 100
-    rows.append(("  start + join 3 idle threads alone / frame", "%.1f us" % (ts * 1000),
-                 "<= 5 %", "%.1f %%" % share, verdict(share <= 5.0)))
+if ts and mean(api):
+    rows.append(("start + join 3 idle threads / TARNO_VideoDenoise frame",
+                 "%.1f us" % (ts * 1000), "", "%.1f %%" % (ts / mean(api) * 100), ""))
 
 def fps(key):
     return frames / clip[key] if key in clip else None
@@ -344,14 +357,18 @@ if md_out != "-":
 with open(chart_data, "w") as f:
     if floor:
         f.write('"memory floor" %.4f\n' % floor)
-        f.write('"3x floor (target)" %.4f\n' % (3 * floor))
-    for l in range(4):
-        if fused[l]:
-            f.write('"API level %d" %.4f\n' % (l, fused[l]))
-    if all(pooled):
-        f.write('"API on the pool, mean" %.4f\n' % (sum(pooled) / 4))
+    if lk:
+        f.write('"lookup floor (target)" %.4f\n' % lk)
+    if mean(eng2):
+        f.write('"engine, 2 threads" %.4f\n' % mean(eng2))
+    if mean(eng1):
+        f.write('"engine, 1 thread" %.4f\n' % mean(eng1))
+    if mean(api):
+        f.write('"TARNO API" %.4f\n' % mean(api))
+    if mean(pooled):
+        f.write('"TARNO API, pool" %.4f\n' % mean(pooled))
     if vd:
-        f.write('"%s clip, mean" %.4f\n' % (info["denoiser"], 1000.0 / vd))
+        f.write('"%s clip" %.4f\n' % (info["denoiser"], 1000.0 / vd))
     for name in ("hqdn3d", "atadenoise"):
         x = fps("ffmpeg_" + name)
         if x:

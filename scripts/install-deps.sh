@@ -13,6 +13,12 @@ packages=(
   qemu-user                      # runs the ARM test binaries
   clang libclang-rt-dev          # libFuzzer targets (scripts/fuzz.sh)
   valgrind                       # memcheck run (scripts/valgrind.sh)
+  default-jdk-headless junit4    # Java binding (JNI, javac) and its JUnit tests
+  android-liblog-dev             # Android logging branch built and tested on Linux
+  python3-dev pybind11-dev       # Python binding (built for Debian's python3)
+  python3-numpy python3-pytest   # Python binding tests
+  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev  # GStreamer element
+  gstreamer1.0-tools gstreamer1.0-plugins-base          # gst-launch-1.0 element test
 )
 
 missing=()

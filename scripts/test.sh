@@ -23,7 +23,7 @@ build_root=${VD_BUILD_ROOT:-$root/build}
 # pipelines, the barrier, the persistent stripe pool, the worker pool, the
 # lifecycle, the overlapping-call guards, the engine and eight engine
 # denoisers under load.
-tsan_tests=(frame_path_test fused_path_test stripe_test stripe_pool_test
+tsan_tests=(frame_path_test stripe_test stripe_pool_test
             worker_pool_test lifecycle_test misuse_test temporal_pipeline_test
             temporal_stripes_test engine_test engine_stress_test)
 

@@ -136,26 +136,34 @@ void Bilateral9x9_C(const uint8_t* src, uint8_t* dst, int width, int height,
   BilateralKernel_C(src, dst, width, height, 4, sigmaSpatial, sigmaRange);
 }
 
+void VdInitBilateralKernels(BilateralKernels* k, int level) {
+  k->radius3 = Bilateral7x7_C;
+  k->radius4 = Bilateral9x9_C;
+#if defined(__ARM_NEON)
+  if (level == kVdSimdNeon) {
+    k->radius3 = Bilateral7x7_NEON;
+    k->radius4 = Bilateral9x9_NEON;
+  }
+#endif
+  (void)level;
+}
+
+const BilateralKernels& VdBilateralKernels(int level) {
+  return VdSimdTable<BilateralKernels, VdInitBilateralKernels>(level);
+}
+
 extern "C" void bilateral_7x7_neon(unsigned char* src, unsigned char* dst,
                                    int width, int height, int sigmaSpatial,
                                    int sigmaRange) {
   if (sigmaSpatial <= 0 || sigmaRange <= 0) return;
-  auto filter = Bilateral7x7_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) filter = Bilateral7x7_NEON;
-#endif
-  filter(src, dst, width, height, sigmaSpatial, sigmaRange);
+  VdBilateralKernels(VdSimdLevel()).radius3(src, dst, width, height, sigmaSpatial, sigmaRange);
 }
 
 extern "C" void bilateral_9x9_neon(unsigned char* src, unsigned char* dst,
                                    int width, int height, int sigmaSpatial,
                                    int sigmaRange) {
   if (sigmaSpatial <= 0 || sigmaRange <= 0) return;
-  auto filter = Bilateral9x9_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) filter = Bilateral9x9_NEON;
-#endif
-  filter(src, dst, width, height, sigmaSpatial, sigmaRange);
+  VdBilateralKernels(VdSimdLevel()).radius4(src, dst, width, height, sigmaSpatial, sigmaRange);
 }
 
 extern "C" void CrossBilateralFilter(unsigned char* image, int height,

@@ -47,4 +47,14 @@ void Bilateral9x9_NEON(const uint8_t* src, uint8_t* dst, int width, int height,
                        int sigmaSpatial, int sigmaRange);
 #endif
 
+// The family's variant table (base/vd_cpu.h).
+using BilateralFn = void (*)(const uint8_t* src, uint8_t* dst, int width,
+                             int height, int sigmaSpatial, int sigmaRange);
+struct BilateralKernels {
+  BilateralFn radius3;  // 7 x 7
+  BilateralFn radius4;  // 9 x 9
+};
+void VdInitBilateralKernels(BilateralKernels* k, int level);
+const BilateralKernels& VdBilateralKernels(int level);
+
 #endif  // VD_SPATIAL_BILATERAL_INTERNAL_H_

@@ -70,41 +70,49 @@ int BoxFilter_nxn_C(const unsigned char* src, unsigned char* dst, int width,
   return BoxFilterScalar<5, VdBoxMean121>(src, dst, width, rows, iEdge);
 }
 
-// The kernel point is not read: each function has a fixed kernel size.
+void VdInitBoxFilterKernels(BoxFilterKernels* k, int level) {
+  k->box3x3 = BoxFilter3x3_C;
+  k->box5x5 = BoxFilter_C;
+  k->box7x7 = BoxFilter7x7_C;
+  k->box11x11 = BoxFilter_nxn_C;
+#if defined(__ARM_NEON)
+  if (level == kVdSimdNeon) {
+    k->box3x3 = BoxFilter3x3_NEON;
+    k->box5x5 = BoxFilter_NEON;
+  }
+#elif defined(VD_X86_SIMD)
+  if (level == kVdSimdSse2) k->box3x3 = BoxFilter3x3_SSE2;
+  if (level == kVdSimdAvx2) k->box3x3 = BoxFilter3x3_AVX2;
+#endif
+  (void)level;
+}
 
-// Each exported filter starts from the scalar reference and takes the best
-// twin the processor level allows (base/vd_cpu.h).
-using BoxFilterFn = int (*)(const unsigned char*, unsigned char*, int, int,
-                            int);
+const BoxFilterKernels& VdBoxFilterKernels(int level) {
+  return VdSimdTable<BoxFilterKernels, VdInitBoxFilterKernels>(level);
+}
 
+// Each exported filter runs the variant of the process level. The kernel
+// point is not read: each function has a fixed kernel size.
 int BoxFilter3x3(unsigned char* src, unsigned char* dst, int width, int rows,
                  sVNRPoint* /*kernel*/, int iEdge) {
-  BoxFilterFn filter = BoxFilter3x3_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) filter = BoxFilter3x3_NEON;
-#elif defined(VD_X86_SIMD)
-  const int level = VdSimdLevel();
-  if (level >= kVdSimdSse2) filter = BoxFilter3x3_SSE2;
-  if (level >= kVdSimdAvx2) filter = BoxFilter3x3_AVX2;
-#endif
-  return filter(src, dst, width, rows, iEdge);
+  return VdBoxFilterKernels(VdSimdLevel()).box3x3(src, dst, width, rows,
+                                                  iEdge);
 }
 
 int BoxFilter(unsigned char* src, unsigned char* dst, int width, int rows,
               sVNRPoint* /*kernel*/, int iEdge) {
-  BoxFilterFn filter = BoxFilter_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) filter = BoxFilter_NEON;
-#endif
-  return filter(src, dst, width, rows, iEdge);
+  return VdBoxFilterKernels(VdSimdLevel()).box5x5(src, dst, width, rows,
+                                                  iEdge);
 }
 
 int BoxFilter7x7(unsigned char* src, unsigned char* dst, int width, int rows,
                  sVNRPoint* /*kernel*/, int iEdge) {
-  return BoxFilter7x7_C(src, dst, width, rows, iEdge);
+  return VdBoxFilterKernels(VdSimdLevel()).box7x7(src, dst, width, rows,
+                                                  iEdge);
 }
 
 int BoxFilter_nxn(unsigned char* src, unsigned char* dst, int width, int rows,
                   sVNRPoint* /*kernel*/, int iEdge) {
-  return BoxFilter_nxn_C(src, dst, width, rows, iEdge);
+  return VdBoxFilterKernels(VdSimdLevel()).box11x11(src, dst, width, rows,
+                                                    iEdge);
 }

@@ -113,4 +113,16 @@ int BoxFilter3x3_AVX2(const unsigned char* src, unsigned char* dst, int width,
                       int rows, int iEdge);
 #endif
 
+// The family's variant table (base/vd_cpu.h): one slot per filter size.
+using BoxFilterFn = int (*)(const unsigned char* src, unsigned char* dst,
+                            int width, int rows, int iEdge);
+struct BoxFilterKernels {
+  BoxFilterFn box3x3;
+  BoxFilterFn box5x5;
+  BoxFilterFn box7x7;
+  BoxFilterFn box11x11;
+};
+void VdInitBoxFilterKernels(BoxFilterKernels* k, int level);
+const BoxFilterKernels& VdBoxFilterKernels(int level);
+
 #endif  // VD_SPATIAL_BOX_FILTER_INTERNAL_H_

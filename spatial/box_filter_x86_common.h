@@ -1,4 +1,4 @@
-// Glue shared by the SSE2 (box_filter_x86.cpp) and AVX2 (box_filter_avx2.cpp)
+// Glue shared by the SSE2 (box_filter_sse2.cpp) and AVX2 (box_filter_avx2.cpp)
 // 3x3 box filters: the column-block and row-pair walks. Everything here has
 // internal linkage, so the -mavx2 object and the baseline object each keep
 // their own copy.

@@ -115,32 +115,44 @@ void FuzzyFilter_C(const unsigned char* guide, const unsigned char* src,
 
 // ---- exported entry points -------------------------------------------------
 
+void VdInitFuzzyFilterKernels(FuzzyFilterKernels* k, int level) {
+  k->blend = FuzzyFilter_2_C;
+  k->chroma = FuzzyFilter_UV_C;
+  k->guided = FuzzyFilter_C;
+#if defined(__ARM_NEON)
+  // NEON has no form of the 66 KB table lookup of the blend.
+  if (level == kVdSimdNeon) {
+    k->chroma = FuzzyFilter_UV_NEON;
+    k->guided = FuzzyFilter_NEON;
+  }
+#elif defined(VD_X86_SIMD)
+  if (level == kVdSimdSse2) {
+    k->blend = FuzzyFilter_2_SSE2;
+    k->chroma = FuzzyFilter_UV_SSE2;
+  }
+  if (level == kVdSimdAvx2) {
+    k->blend = FuzzyFilter_2_AVX2;
+    k->chroma = FuzzyFilter_UV_AVX2;
+  }
+#endif
+  (void)level;
+}
+
+const FuzzyFilterKernels& VdFuzzyFilterKernels(int level) {
+  return VdSimdTable<FuzzyFilterKernels, VdInitFuzzyFilterKernels>(level);
+}
+
 int FuzzyFilter_2(unsigned char* cur, unsigned char* diff, unsigned char* sign,
                   unsigned char* out, unsigned char* ref, int width,
                   int height, int level) {
   (void)ref;  // diff and sign already say where the reference lies
-  // The scalar reference, upgraded to the best twin the processor level
-  // allows (base/vd_cpu.h). NEON has no form of the 66 KB lookup.
-  auto blend = FuzzyFilter_2_C;
-#if defined(VD_X86_SIMD)
-  const int simd = VdSimdLevel();
-  if (simd >= kVdSimdSse2) blend = FuzzyFilter_2_SSE2;
-  if (simd >= kVdSimdAvx2) blend = FuzzyFilter_2_AVX2;
-#endif
-  return blend(cur, diff, sign, out, width, height, level);
+  return VdFuzzyFilterKernels(VdSimdLevel())
+      .blend(cur, diff, sign, out, width, height, level);
 }
 
 void FuzzyFilter_UV(unsigned char* src, unsigned char* dst, int width,
                     int height, int iEdge) {
-  auto filter = FuzzyFilter_UV_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) filter = FuzzyFilter_UV_NEON;
-#elif defined(VD_X86_SIMD)
-  const int level = VdSimdLevel();
-  if (level >= kVdSimdSse2) filter = FuzzyFilter_UV_SSE2;
-  if (level >= kVdSimdAvx2) filter = FuzzyFilter_UV_AVX2;
-#endif
-  filter(src, dst, width, height, iEdge);
+  VdFuzzyFilterKernels(VdSimdLevel()).chroma(src, dst, width, height, iEdge);
 }
 
 void FuzzyFilter(unsigned char* guide, unsigned char* src,
@@ -150,11 +162,8 @@ void FuzzyFilter(unsigned char* guide, unsigned char* src,
   (void)unused1;
   (void)unused2;
   (void)unused3;
-  auto filter = FuzzyFilter_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) filter = FuzzyFilter_NEON;
-#endif
-  filter(guide, src, dst, width, height, iEdge, guideSel);
+  VdFuzzyFilterKernels(VdSimdLevel())
+      .guided(guide, src, dst, width, height, iEdge, guideSel);
 }
 
 void InitBoxFilterSum(unsigned char* table) {

@@ -118,4 +118,21 @@ constexpr int kFuzzyMaxWeightSum = 64 + 9 * 64;
 const float* VdFuzzyRecipTable();
 #endif
 
+// The family's variant table (base/vd_cpu.h).
+struct FuzzyFilterKernels {
+  // FuzzyFilter_2: the table blend.
+  int (*blend)(const unsigned char* cur, const unsigned char* diff,
+               const unsigned char* sign, unsigned char* out, int width,
+               int height, int level);
+  // FuzzyFilter_UV: the range-weighted mean of a chroma plane.
+  void (*chroma)(const unsigned char* src, unsigned char* dst, int width,
+                 int height, int iEdge);
+  // FuzzyFilter: the guided range-weighted mean of luma.
+  void (*guided)(const unsigned char* guide, const unsigned char* src,
+                 unsigned char* dst, int width, int height, int iEdge,
+                 int guideSel);
+};
+void VdInitFuzzyFilterKernels(FuzzyFilterKernels* k, int level);
+const FuzzyFilterKernels& VdFuzzyFilterKernels(int level);
+
 #endif  // VD_SPATIAL_FUZZY_FILTER_INTERNAL_H_

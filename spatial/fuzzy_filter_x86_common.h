@@ -1,4 +1,4 @@
-// Glue shared by the SSE2 (fuzzy_filter_x86.cpp) and AVX2
+// Glue shared by the SSE2 (fuzzy_filter_sse2.cpp) and AVX2
 // (fuzzy_filter_avx2.cpp) fuzzy filters. Everything here has internal
 // linkage, so the -mavx2 object and the baseline object each keep their
 // own copy.

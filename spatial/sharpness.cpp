@@ -21,11 +21,19 @@ void VideoDenoiseSharpness_C(const unsigned char* src, unsigned char* dst,
   }
 }
 
+void VdInitSharpnessKernels(SharpnessKernels* k, int level) {
+  k->sharpen = VideoDenoiseSharpness_C;
+#if defined(__ARM_NEON)
+  if (level == kVdSimdNeon) k->sharpen = VideoDenoiseSharpness_NEON;
+#endif
+  (void)level;
+}
+
+const SharpnessKernels& VdSharpnessKernels(int level) {
+  return VdSimdTable<SharpnessKernels, VdInitSharpnessKernels>(level);
+}
+
 void VideoDenoiseSharpness(unsigned char* src, unsigned char* dst, int width,
                            int height, int iEdge) {
-  auto filter = VideoDenoiseSharpness_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) filter = VideoDenoiseSharpness_NEON;
-#endif
-  filter(src, dst, width, height, iEdge);
+  VdSharpnessKernels(VdSimdLevel()).sharpen(src, dst, width, height, iEdge);
 }

@@ -30,4 +30,12 @@ void VideoDenoiseSharpness_NEON(const unsigned char* src, unsigned char* dst,
                                 int width, int height, int iEdge);
 #endif
 
+// The family's variant table (base/vd_cpu.h).
+struct SharpnessKernels {
+  void (*sharpen)(const unsigned char* src, unsigned char* dst, int width,
+                  int height, int iEdge);
+};
+void VdInitSharpnessKernels(SharpnessKernels* k, int level);
+const SharpnessKernels& VdSharpnessKernels(int level);
+
 #endif  // VD_SPATIAL_SHARPNESS_INTERNAL_H_

@@ -140,13 +140,39 @@ extern "C" int CalSADImage(unsigned char* first, unsigned char* second,
   return 1;
 }
 
+void VdInitMotionMaskKernels(MotionMaskKernels* k, int level) {
+  k->sad_pairs = CalSADImagePairs_C;
+  k->sad_threshold = CalSAD_threshhold_C;
+  k->diff_abs = CalDiffAbs_C;
+  k->threshold255 = ThresholdImage255_C;
+#if defined(__ARM_NEON)
+  if (level == kVdSimdNeon) {
+    k->sad_pairs = CalSADImagePairs_NEON;
+    k->sad_threshold = CalSAD_threshhold_NEON;
+    k->diff_abs = CalDiffAbs_NEON;
+    k->threshold255 = ThresholdImage255_NEON;
+  }
+#elif defined(VD_X86_SIMD)
+  if (level == kVdSimdSse2) {
+    k->sad_threshold = CalSAD_threshhold_SSE2;
+    k->diff_abs = CalDiffAbs_SSE2;
+  }
+  if (level == kVdSimdAvx2) {
+    k->sad_threshold = CalSAD_threshhold_AVX2;
+    k->diff_abs = CalDiffAbs_AVX2;
+  }
+#endif
+  (void)level;
+}
+
+const MotionMaskKernels& VdMotionMaskKernels(int level) {
+  return VdSimdTable<MotionMaskKernels, VdInitMotionMaskKernels>(level);
+}
+
 extern "C" void CalSADImage_neon(unsigned char* first, unsigned char* second,
                                  unsigned char* out, int width, int height) {
-  auto kernel = CalSADImagePairs_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) kernel = CalSADImagePairs_NEON;
-#endif
-  kernel(first, second, out, width, height);
+  VdMotionMaskKernels(VdSimdLevel()).sad_pairs(first, second, out, width,
+                                               height);
 }
 
 extern "C" void CalYuvImageSAD(sYuvImage_t* first, sYuvImage_t* second,
@@ -167,17 +193,8 @@ extern "C" void CalSAD_threshhold_neon(unsigned char* first,
                                        unsigned char* second,
                                        unsigned char* out, int width,
                                        int height, unsigned char threshold) {
-  // The scalar reference, upgraded to the best twin the processor level
-  // allows (base/vd_cpu.h).
-  auto kernel = CalSAD_threshhold_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) kernel = CalSAD_threshhold_NEON;
-#elif defined(VD_X86_SIMD)
-  const int level = VdSimdLevel();
-  if (level >= kVdSimdSse2) kernel = CalSAD_threshhold_SSE2;
-  if (level >= kVdSimdAvx2) kernel = CalSAD_threshhold_AVX2;
-#endif
-  kernel(first, second, out, width, height, threshold);
+  VdMotionMaskKernels(VdSimdLevel())
+      .sad_threshold(first, second, out, width, height, threshold);
 }
 
 // Chroma-only change mask: luma is left alone and both chroma planes use the
@@ -199,15 +216,8 @@ extern "C" void CalSAD_threshholdProc(sYuvImage_t* first, sYuvImage_t* second,
 extern "C" void CalDiffAbs_neon(unsigned char* first, unsigned char* second,
                                 unsigned char* diff, unsigned char* sign,
                                 int width, int height, int unused) {
-  auto kernel = CalDiffAbs_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) kernel = CalDiffAbs_NEON;
-#elif defined(VD_X86_SIMD)
-  const int level = VdSimdLevel();
-  if (level >= kVdSimdSse2) kernel = CalDiffAbs_SSE2;
-  if (level >= kVdSimdAvx2) kernel = CalDiffAbs_AVX2;
-#endif
-  kernel(first, second, diff, sign, width, height, unused);
+  VdMotionMaskKernels(VdSimdLevel())
+      .diff_abs(first, second, diff, sign, width, height, unused);
 }
 
 extern "C" int ThresholdImage2(unsigned char* /*unused*/, unsigned char* in,
@@ -226,11 +236,8 @@ extern "C" void ThresholdImage2_neon(unsigned char* unused, unsigned char* in,
                                      unsigned char* out, int width,
                                      int height, unsigned char threshold,
                                      unsigned char value) {
-  auto kernel = ThresholdImage255_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) kernel = ThresholdImage255_NEON;
-#endif
-  kernel(unused, in, out, width, height, threshold, value);
+  VdMotionMaskKernels(VdSimdLevel())
+      .threshold255(unused, in, out, width, height, threshold, value);
 }
 
 extern "C" void ThresholdImage(sYuvImage_t* first, sYuvImage_t* in,

@@ -1,7 +1,8 @@
-// Reference and NEON variants of the motion-mask vector kernels. Each pair
-// shares the signature of the exported kernel it implements; the exported
-// function picks one at build time. Both variants walk the planes with the
-// same block and row-pair stepping, so they write exactly the same bytes.
+// Reference and vector variants of the motion-mask kernels. Each shares the
+// signature of the exported kernel it implements; the exported function
+// runs the variant of the process level from the family's table. All
+// variants walk the planes with the same block and row-pair stepping, so
+// they write exactly the same bytes.
 #ifndef VD_TEMPORAL_MOTION_MASK_INTERNAL_H_
 #define VD_TEMPORAL_MOTION_MASK_INTERNAL_H_
 
@@ -56,6 +57,23 @@ void CalDiffAbs_AVX2(unsigned char* first, unsigned char* second,
                      unsigned char* diff, unsigned char* sign, int width,
                      int height, int unused);
 #endif
+
+// The family's variant table (base/vd_cpu.h).
+struct MotionMaskKernels {
+  void (*sad_pairs)(unsigned char* first, unsigned char* second,
+                    unsigned char* out, int width, int height);
+  void (*sad_threshold)(unsigned char* first, unsigned char* second,
+                        unsigned char* out, int width, int height,
+                        unsigned char threshold);
+  void (*diff_abs)(unsigned char* first, unsigned char* second,
+                   unsigned char* diff, unsigned char* sign, int width,
+                   int height, int unused);
+  void (*threshold255)(unsigned char* unused, unsigned char* in,
+                       unsigned char* out, int width, int height,
+                       unsigned char threshold, unsigned char value);
+};
+void VdInitMotionMaskKernels(MotionMaskKernels* k, int level);
+const MotionMaskKernels& VdMotionMaskKernels(int level);
 
 namespace vd_motion {
 

@@ -1,4 +1,4 @@
-// Glue shared by the SSE2 (motion_mask_x86.cpp) and AVX2 (motion_mask_avx2.cpp)
+// Glue shared by the SSE2 (motion_mask_sse2.cpp) and AVX2 (motion_mask_avx2.cpp)
 // motion kernels: the row-pair walk and the 16-pixel SSE2 steps both use.
 // Everything here has internal linkage, so the -mavx2 object and the
 // baseline object each keep their own copy.

@@ -93,20 +93,31 @@ void TemporalFilterLuma_C(unsigned char* src, unsigned char* ref,
   }
 }
 
+void VdInitTemporalFilterKernels(TemporalFilterKernels* k, int level) {
+  k->still = TemporalFilterS_C;
+  k->luma = TemporalFilterLuma_C;
+#if defined(__ARM_NEON)
+  if (level == kVdSimdNeon) {
+    k->still = TemporalFilterS_NEON;
+    k->luma = TemporalFilterLuma_NEON;
+  }
+#elif defined(VD_X86_SIMD)
+  if (level == kVdSimdSse2) k->still = TemporalFilterS_SSE2;
+  if (level == kVdSimdAvx2) k->still = TemporalFilterS_AVX2;
+#endif
+  (void)level;
+}
+
+const TemporalFilterKernels& VdTemporalFilterKernels(int level) {
+  return VdSimdTable<TemporalFilterKernels, VdInitTemporalFilterKernels>(
+      level);
+}
+
 extern "C" void TemporalFilterS(unsigned char* src, unsigned char* ref,
                                 unsigned char* mask, unsigned char* out,
                                 int width, int height) {
-  // The scalar reference, upgraded to the best twin the processor level
-  // allows (base/vd_cpu.h).
-  auto kernel = TemporalFilterS_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) kernel = TemporalFilterS_NEON;
-#elif defined(VD_X86_SIMD)
-  const int level = VdSimdLevel();
-  if (level >= kVdSimdSse2) kernel = TemporalFilterS_SSE2;
-  if (level >= kVdSimdAvx2) kernel = TemporalFilterS_AVX2;
-#endif
-  kernel(src, ref, mask, out, width, height);
+  VdTemporalFilterKernels(VdSimdLevel()).still(src, ref, mask, out, width,
+                                               height);
 }
 
 // Blends luma only; the output's chroma is copied from the source when
@@ -114,11 +125,7 @@ extern "C" void TemporalFilterS(unsigned char* src, unsigned char* ref,
 extern "C" int TemporalFilter(sYuvImage_t* src, sYuvImage_t* ref,
                               sYuvImage_t* mask, sYuvImage_t* out, int width,
                               int height, int withChroma, int offset) {
-  auto luma = TemporalFilterLuma_C;
-#if defined(__ARM_NEON)
-  if (VdSimdLevel() == kVdSimdNeon) luma = TemporalFilterLuma_NEON;
-#endif
-  luma(src->pY + offset, ref->pY + offset, mask->pY + offset,
+  VdTemporalFilterKernels(VdSimdLevel()).luma(src->pY + offset, ref->pY + offset, mask->pY + offset,
        out->pY + offset, width, height);
   if (withChroma == 0) CopyChroma(src, out, width, height, offset);
   return 1;

@@ -1,5 +1,6 @@
-// Reference and NEON variants of the temporal blending kernels. Each pair
-// shares one signature; the exported filters pick one at build time.
+// Reference and vector variants of the temporal blending kernels. Each
+// shares one signature; the exported filters run the variant of the process
+// level from the family's table.
 #ifndef VD_TEMPORAL_TEMPORAL_FILTER_INTERNAL_H_
 #define VD_TEMPORAL_TEMPORAL_FILTER_INTERNAL_H_
 
@@ -34,5 +35,16 @@ void TemporalFilterS_AVX2(unsigned char* src, unsigned char* ref,
                           unsigned char* mask, unsigned char* out, int width,
                           int height);
 #endif
+
+// The family's variant table (base/vd_cpu.h).
+using TemporalBlendFn = void (*)(unsigned char* src, unsigned char* ref,
+                                 unsigned char* mask, unsigned char* out,
+                                 int width, int height);
+struct TemporalFilterKernels {
+  TemporalBlendFn still;  // TemporalFilterS
+  TemporalBlendFn luma;   // the luma blend of TemporalFilter
+};
+void VdInitTemporalFilterKernels(TemporalFilterKernels* k, int level);
+const TemporalFilterKernels& VdTemporalFilterKernels(int level);
 
 #endif  // VD_TEMPORAL_TEMPORAL_FILTER_INTERNAL_H_

@@ -156,31 +156,11 @@ TEST(BoxFilterTest, EdgeRowsAndColumns) {
   EXPECT_EQ(Filter(BoxFilter_nxn, one, 24, 1, 3), one);
 }
 
-#if defined(__ARM_NEON) || defined(VD_X86_SIMD)
-
-struct Twin {
-  const char* name;
-  KernelFn ref, simd;
-};
-
-std::vector<Twin> Twins() {
-#if defined(__ARM_NEON)
-  return {{"3x3 NEON", BoxFilter3x3_C, BoxFilter3x3_NEON},
-          {"5x5 NEON", BoxFilter_C, BoxFilter_NEON}};
-#else
-  std::vector<Twin> twins = {{"SSE2", BoxFilter3x3_C, BoxFilter3x3_SSE2}};
-  if (VdCpuSimdLevel() >= kVdSimdAvx2) {
-    twins.push_back({"AVX2", BoxFilter3x3_C, BoxFilter3x3_AVX2});
-  }
-  return twins;
-#endif
-}
-
 // Runs the scalar reference and the vector twin on the same source (ending
 // flush against a guard page, so an over-read faults) and compares whole
 // destination planes, canary bytes included.
-void ExpectTwinsEqual(const Twin& t, int width, int rows, int iEdge,
-                      uint32_t seed) {
+void ExpectTwinsEqual(KernelFn ref, KernelFn twin, int width, int rows,
+                      int iEdge, uint32_t seed) {
   const size_t n = static_cast<size_t>(width) * rows;
   vdtest::GuardedBuffer src(n);
   vdtest::FillRandom(src.data(), n, seed);
@@ -189,52 +169,48 @@ void ExpectTwinsEqual(const Twin& t, int width, int rows, int iEdge,
     for (size_t i = 0; i < n; ++i) src.data()[i] = 100 + (src.data()[i] & 3);
   }
   Plane a(n, kCanary), b(n, kCanary);
-  EXPECT_EQ(t.ref(src.data(), a.data(), width, rows, iEdge), 1);
-  EXPECT_EQ(t.simd(src.data(), b.data(), width, rows, iEdge), 1);
-  ASSERT_EQ(a, b) << t.name << " width " << width << " rows " << rows
+  EXPECT_EQ(ref(src.data(), a.data(), width, rows, iEdge), 1);
+  EXPECT_EQ(twin(src.data(), b.data(), width, rows, iEdge), 1);
+  ASSERT_EQ(a, b) << "width " << width << " rows " << rows
                   << " iEdge " << iEdge << " seed " << seed;
 }
 
 // Every small size (blocks of 16 and 32 with every leftover, row pairs and
 // the odd last row), random sizes, and full-HD rows: (1920 - 2) mod 16 is
 // 14, so each row pair ends with the realigned block; 362 rows are a middle
-// stripe of a 1080p frame with its two context rows.
+// stripe of a 1080p frame with its two context rows. Every slot of the
+// family's table, at every vector level this machine runs.
 TEST(BoxFilterTwinTest, MatchesScalarAtManySizes) {
-  for (const Twin& t : Twins()) {
-    uint32_t seed = 1;
-    for (int width = 1; width <= 140; ++width) {
-      for (int rows = 1; rows <= 9; ++rows) {
-        ExpectTwinsEqual(t, width, rows, (width + rows) & 3, seed++);
-      }
-    }
-    uint32_t x = 777;
-    for (int i = 0; i < 300; ++i) {
-      x = x * 1103515245u + 12345u;
-      ExpectTwinsEqual(t, 1 + static_cast<int>((x >> 8) % 2000),
-                       1 + static_cast<int>((x >> 20) % 14),
-                       static_cast<int>(x >> 30), x);
-    }
-    ExpectTwinsEqual(t, 1920, 5, 1, 5);
-    ExpectTwinsEqual(t, 1920, 362, 0, 6);
+  for (auto slot : {&BoxFilterKernels::box3x3, &BoxFilterKernels::box5x5,
+                    &BoxFilterKernels::box7x7, &BoxFilterKernels::box11x11}) {
+    vdtest::ForEachTwin(VdBoxFilterKernels, slot, [](const char* level,
+                                                     KernelFn ref,
+                                                     KernelFn twin) {
+      SCOPED_TRACE(level);
+      vdtest::ForEachAwkwardSize(2000, 14, [&](int w, int h, int edge,
+                                               uint32_t seed) {
+        ExpectTwinsEqual(ref, twin, w, h, edge, seed);
+      });
+      ExpectTwinsEqual(ref, twin, 1920, 5, 1, 5);
+      ExpectTwinsEqual(ref, twin, 1920, 362, 0, 6);
+    });
   }
 }
 
-#endif
-
 // The exported filters give the reference's bytes at every level this
-// processor can be set to (on NEON builds the vector path is the only one).
+// processor can be set to.
 TEST(BoxFilterTwinTest, ExportedFunctionsMatchTheReference) {
   const int width = 1920, rows = 9;
   const Plane src = vdtest::RandomBytes(width * rows, 19);
   Plane expect3(src.size(), kCanary), expect5(src.size(), kCanary);
   BoxFilter3x3_C(src.data(), expect3.data(), width, rows, 1);
   BoxFilter_C(src.data(), expect5.data(), width, rows, 1);
-  for (int level : {kVdSimdScalar, kVdSimdSse2, kVdSimdAvx2}) {
-    VdSetSimdLevelForTesting(level);
+  for (int level = 0; level < kVdSimdLevelCount; ++level) {
+    vdtest::SimdLevelScope scope(level);
+    if (!scope.ok()) continue;
     EXPECT_EQ(Filter(BoxFilter3x3, src, width, rows, 1), expect3) << level;
     EXPECT_EQ(Filter(BoxFilter, src, width, rows, 1), expect5) << level;
   }
-  VdSetSimdLevelForTesting(-1);
 }
 
 }  // namespace

@@ -170,17 +170,16 @@ struct Movers {
   SplitFn split;
 };
 
+// The scalar entry of the family's table, then every vector level this
+// machine runs.
 std::vector<Movers> AllMovers() {
-  std::vector<Movers> movers = {{"C", MergeVUPlane_C, SplitVUPlane_C}};
-#if defined(__ARM_NEON)
-  movers.push_back({"NEON", MergeVUPlane_NEON, SplitVUPlane_NEON});
-#endif
-#if defined(VD_X86_SIMD)
-  movers.push_back({"SSE2", MergeVUPlane_SSE2, SplitVUPlane_SSE2});
-  if (VdCpuSimdLevel() >= kVdSimdAvx2) {
-    movers.push_back({"AVX2", MergeVUPlane_AVX2, SplitVUPlane_AVX2});
+  std::vector<Movers> movers;
+  std::vector<int> levels = vdtest::VectorLevels();
+  levels.insert(levels.begin(), kVdSimdScalar);
+  for (int level : levels) {
+    const ChromaMoveKernels& k = VdChromaMoveKernels(level);
+    movers.push_back({vdtest::LevelName(level), k.merge, k.split});
   }
-#endif
   return movers;
 }
 

@@ -55,7 +55,7 @@ inline const char* const kExported[] = {
     // Engine API.
     "vd_options_init", "vd_create", "vd_denoise", "vd_reset", "vd_destroy",
     "vd_status_string", "vd_frame_nv21", "vd_frame_nv12", "vd_frame_i420",
-    "vd_version",
+    "vd_version", "vd_set_simd_level", "vd_simd_level",
 };
 
 }  // namespace vdtest

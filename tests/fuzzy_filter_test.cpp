@@ -243,15 +243,22 @@ void ExportedUV(const unsigned char* src, unsigned char* dst, int w, int h, int 
   FuzzyFilter_UV(const_cast<unsigned char*>(src), dst, w, h, iEdge);
 }
 
-std::vector<std::pair<const char*, UVFn>> UVTwins() {
-  std::vector<std::pair<const char*, UVFn>> twins = {{"exported", ExportedUV}};
-#if defined(__ARM_NEON)
-  twins.push_back({"NEON", FuzzyFilter_UV_NEON});
-#endif
-#if defined(VD_X86_SIMD)
-  twins.push_back({"SSE2", FuzzyFilter_UV_SSE2});
-  if (VdCpuSimdLevel() >= kVdSimdAvx2) twins.push_back({"AVX2", FuzzyFilter_UV_AVX2});
-#endif
+using GuidedFn = void (*)(const unsigned char*, const unsigned char*, unsigned char*, int, int,
+                         int, int);
+
+void ExportedGuided(const unsigned char* guide, const unsigned char* src, unsigned char* dst,
+                    int w, int h, int iEdge, int guideSel) {
+  FuzzyFilter(const_cast<unsigned char*>(guide), const_cast<unsigned char*>(src), nullptr,
+              nullptr, dst, w, h, iEdge, guideSel, 0);
+}
+
+// The exported function, then the twins of the family's table in `slot` at
+// every vector level this machine runs.
+template <typename Fn>
+std::vector<std::pair<const char*, Fn>> Twins(Fn FuzzyFilterKernels::*slot, Fn exported) {
+  std::vector<std::pair<const char*, Fn>> twins = {{"exported", exported}};
+  vdtest::ForEachTwin(VdFuzzyFilterKernels, slot,
+                      [&](const char* level, Fn, Fn twin) { twins.push_back({level, twin}); });
   return twins;
 }
 
@@ -266,7 +273,7 @@ void ExpectTwinsMatch(int width, int height, int iEdge, uint32_t seed) {
   const Bytes before = RandomBytes(n, seed + 1);
   Bytes want = before;
   FuzzyFilter_UV_C(src.data(), want.data(), width, height, iEdge);
-  for (const auto& twin : UVTwins()) {
+  for (const auto& twin : Twins(&FuzzyFilterKernels::chroma, UVFn{ExportedUV})) {
     if (width < 3) break;  // the chroma filter needs an inner column
     memcpy(dst.data(), before.data(), n);
     twin.second(src.data(), dst.data(), width, height, iEdge);
@@ -279,10 +286,12 @@ void ExpectTwinsMatch(int width, int height, int iEdge, uint32_t seed) {
   const int guideSel = seed & 1;
   uint8_t* g = guideSel ? nullptr : guide.data();
   want = before;
-  memcpy(dst.data(), before.data(), n);
   FuzzyFilter_C(g, src.data(), want.data(), width, height, iEdge, guideSel);
-  FuzzyFilter(g, src.data(), nullptr, nullptr, dst.data(), width, height, iEdge, guideSel, 0);
-  ASSERT_EQ(want, Bytes(dst.data(), dst.data() + n)) << "luma guideSel " << guideSel;
+  for (const auto& twin : Twins(&FuzzyFilterKernels::guided, GuidedFn{ExportedGuided})) {
+    memcpy(dst.data(), before.data(), n);
+    twin.second(g, src.data(), dst.data(), width, height, iEdge, guideSel);
+    ASSERT_EQ(want, Bytes(dst.data(), dst.data() + n)) << twin.first << " guideSel " << guideSel;
+  }
 }
 
 TEST(FuzzyTwinsTest, MatchScalarAtManySizes) {
@@ -303,16 +312,18 @@ TEST(FuzzyTwinsTest, MatchScalarAtManySizes) {
   ExpectTwinsMatch(240, 92, 1, 3);
 }
 
-#if defined(VD_X86_SIMD)
 using BlendFn = int (*)(const unsigned char*, const unsigned char*, const unsigned char*,
                         unsigned char*, int, int, int);
 
 // The table blend over every level, all difference columns and both
 // directions, at counts around the 16- and 32-pixel steps, in place too, and
 // a whole 1080p stripe.
-TEST(FuzzyX86Test, BlendTwinsMatchScalar) {
-  std::vector<std::pair<const char*, BlendFn>> twins = {{"SSE2", FuzzyFilter_2_SSE2}};
-  if (VdCpuSimdLevel() >= kVdSimdAvx2) twins.push_back({"AVX2", FuzzyFilter_2_AVX2});
+TEST(FuzzyTwinsTest, BlendTwinsMatchScalar) {
+  std::vector<std::pair<const char*, BlendFn>> twins;
+  vdtest::ForEachTwin(VdFuzzyFilterKernels, &FuzzyFilterKernels::blend,
+                      [&](const char* level, BlendFn, BlendFn twin) {
+                        twins.push_back({level, twin});
+                      });
   for (const auto& twin : twins) {
     SCOPED_TRACE(twin.first);
     uint32_t seed = 900;
@@ -345,7 +356,6 @@ TEST(FuzzyX86Test, BlendTwinsMatchScalar) {
     }
   }
 }
-#endif
 
 // ---- small tables ----------------------------------------------------------
 

@@ -282,9 +282,10 @@ TEST(Dilate9x9, TenRowsComputeRowsFourToNineFromSourceRowsZeroToThirteen) {
            return Dilate9x9(const_cast<uint8_t*>(s), d, wd, r, e);
          }},
         {"Dilate9x9_C", Dilate9x9_C}};
-#if defined(__ARM_NEON)
-    variants.push_back({"Dilate9x9_NEON", Dilate9x9_NEON});
-#endif
+    vdtest::ForEachTwin(VdMaskMorphologyKernels, &MaskMorphologyKernels::dilate9x9,
+                        [&](const char* level, ReferenceFn, ReferenceFn twin) {
+                          variants.push_back({level, twin});
+                        });
     for (auto& variant : variants) {
       SCOPED_TRACE(variant.first);
       std::memset(dst.data(), kSentinel, dst.size());
@@ -312,23 +313,27 @@ struct Twin {
   const char* name;
   ExportedFn exported;
   ReferenceFn reference;
-  ReferenceFn neon;  // null without NEON
+  MaskMorphologyFn MaskMorphologyKernels::*slot;  // the family's table
   int k;
 };
 
-#if defined(__ARM_NEON)
-#define VD_NEON_OR_NULL(fn) fn
-#else
-#define VD_NEON_OR_NULL(fn) nullptr
-#endif
-
 const Twin kTwins[] = {
     {"DeleteDiscretePoints", DiscretePoints, DeleteDiscretePoints_C,
-     VD_NEON_OR_NULL(DeleteDiscretePoints_NEON), 1},
-    {"Erose5x5", Erose5x5, Erose5x5_C, VD_NEON_OR_NULL(Erose5x5_NEON), 2},
-    {"Dilate9x9", Dilate9x9, Dilate9x9_C, VD_NEON_OR_NULL(Dilate9x9_NEON), 4},
-    {"Dilate15x15", Dilate15x15, Dilate15x15_C, VD_NEON_OR_NULL(Dilate15x15_NEON), 7},
+     &MaskMorphologyKernels::delete_points, 1},
+    {"Erose5x5", Erose5x5, Erose5x5_C, &MaskMorphologyKernels::erode5x5, 2},
+    {"Dilate9x9", Dilate9x9, Dilate9x9_C, &MaskMorphologyKernels::dilate9x9, 4},
+    {"Dilate15x15", Dilate15x15, Dilate15x15_C, &MaskMorphologyKernels::dilate15x15, 7},
 };
+
+// The twins of a kernel at every vector level this machine runs.
+std::vector<std::pair<const char*, ReferenceFn>> VectorTwins(const Twin& t) {
+  std::vector<std::pair<const char*, ReferenceFn>> twins;
+  vdtest::ForEachTwin(VdMaskMorphologyKernels, t.slot,
+                      [&](const char* level, ReferenceFn, ReferenceFn twin) {
+                        twins.push_back({level, twin});
+                      });
+  return twins;
+}
 
 TEST(MaskKernels, VectorTwinsMatchScalarReferences) {
   uint32_t seed = 1;
@@ -349,8 +354,8 @@ TEST(MaskKernels, VectorTwinsMatchScalarReferences) {
                                       << " edge " << edge);
       const Bytes expected = RunKernel(t.reference, src, width, rows, edge);
       ASSERT_EQ(RunKernel(t.exported, src, width, rows, edge), expected);
-      if (t.neon) {
-        ASSERT_EQ(RunKernel(t.neon, src, width, rows, edge), expected);
+      for (const auto& twin : VectorTwins(t)) {
+        ASSERT_EQ(RunKernel(twin.second, src, width, rows, edge), expected) << twin.first;
       }
     }
   }
@@ -374,8 +379,9 @@ TEST(MaskKernels, VectorTwinsStayInsideTheScalarReads) {
       };
       const Bytes expected = run([&] { t.reference(src.data(), dst.data(), width, rows, 1); });
       EXPECT_EQ(run([&] { t.exported(src.data(), dst.data(), width, rows, 1); }), expected);
-      if (t.neon) {
-        EXPECT_EQ(run([&] { t.neon(src.data(), dst.data(), width, rows, 1); }), expected);
+      for (const auto& twin : VectorTwins(t)) {
+        EXPECT_EQ(run([&] { twin.second(src.data(), dst.data(), width, rows, 1); }), expected)
+            << twin.first;
       }
     }
   }

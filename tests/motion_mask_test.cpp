@@ -468,20 +468,16 @@ std::vector<Family> Families() {
       {"CalDiffAbs", false, false, K(CalDiffAbs_C), {{"exported", K(CalDiffAbs_neon)}}},
       {"ThresholdImage2", true, false, K(ThresholdImage255_C),
        {{"exported", K(ThresholdImage2_neon)}}}};
-#if defined(__ARM_NEON)
-  f[0].twins.push_back({"NEON", K(CalSADImagePairs_NEON)});
-  f[1].twins.push_back({"NEON", K(CalSAD_threshhold_NEON)});
-  f[2].twins.push_back({"NEON", K(CalDiffAbs_NEON)});
-  f[3].twins.push_back({"NEON", K(ThresholdImage255_NEON)});
-#endif
-#if defined(VD_X86_SIMD)
-  f[1].twins.push_back({"SSE2", K(CalSAD_threshhold_SSE2)});
-  f[2].twins.push_back({"SSE2", K(CalDiffAbs_SSE2)});
-  if (VdCpuSimdLevel() >= kVdSimdAvx2) {
-    f[1].twins.push_back({"AVX2", K(CalSAD_threshhold_AVX2)});
-    f[2].twins.push_back({"AVX2", K(CalDiffAbs_AVX2)});
-  }
-#endif
+  // Then the family's table at every vector level this machine runs.
+  auto add = [&](Family& family, auto slot) {
+    vdtest::ForEachTwin(VdMotionMaskKernels, slot, [&](const char* level, auto, auto twin) {
+      family.twins.push_back({level, K(twin)});
+    });
+  };
+  add(f[0], &MotionMaskKernels::sad_pairs);
+  add(f[1], &MotionMaskKernels::sad_threshold);
+  add(f[2], &MotionMaskKernels::diff_abs);
+  add(f[3], &MotionMaskKernels::threshold255);
   return f;
 }
 

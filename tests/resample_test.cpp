@@ -306,6 +306,8 @@ struct Twins {
 
 uint8_t* Mut(const uint8_t* p) { return const_cast<uint8_t*>(p); }
 
+// The exported functions, then the family's table at every vector level this
+// machine runs.
 std::vector<Twins> AllTwins() {
   std::vector<Twins> twins = {
       {"exported",
@@ -313,18 +315,10 @@ std::vector<Twins> AllTwins() {
        [](const uint8_t* s, int h, int w, int st, uint8_t* d) { DownScale(Mut(s), h, w, st, d); },
        [](const uint8_t* s, int h, int w, int, uint8_t* d) { UpScaleX64(Mut(s), h, w, 7, d); },
        [](const uint8_t* s, int h, int w, uint8_t* d) { UpScaleNewX16(Mut(s), h, w, d); }}};
-#if defined(__ARM_NEON)
-  twins.push_back(
-      {"NEON", DownScaleNewX16_NEON, DownScale_NEON, UpScaleX64_NEON, UpScaleNewX16_NEON});
-#endif
-#if defined(VD_X86_SIMD)
-  twins.push_back(
-      {"SSE2", DownScaleNewX16_SSE2, DownScale_SSE2, UpScaleX64_SSE2, UpScaleNewX16_SSE2});
-  if (VdCpuSimdLevel() >= kVdSimdAvx2) {
-    twins.push_back(
-        {"AVX2", DownScaleNewX16_AVX2, DownScale_AVX2, UpScaleX64_AVX2, UpScaleNewX16_AVX2});
+  for (int level : vdtest::VectorLevels()) {
+    const ResampleKernels& k = VdResampleKernels(level);
+    twins.push_back({vdtest::LevelName(level), k.down4, k.down2, k.up8, k.up4});
   }
-#endif
   return twins;
 }
 

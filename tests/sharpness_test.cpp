@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "base/vd_cpu.h"
 #include "spatial/sharpness.h"
 #include "spatial/sharpness_internal.h"
 #include "tests/test_util.h"
@@ -133,9 +134,10 @@ TEST(SharpnessTest, EdgeRows) {
   EXPECT_EQ(Sharpen(two, width, 2, 1), two);
 }
 
-#if defined(__ARM_NEON)
+using SharpenFn = void (*)(const unsigned char*, unsigned char*, int, int, int);
 
-void ExpectTwinsEqual(int width, int height, int iEdge, uint32_t seed) {
+void ExpectTwinsEqual(SharpenFn ref, SharpenFn twin, int width, int height, int iEdge,
+                      uint32_t seed) {
   const size_t n = static_cast<size_t>(width) * height;
   vdtest::GuardedBuffer src(n);
   vdtest::FillRandom(src.data(), n, seed);
@@ -143,51 +145,38 @@ void ExpectTwinsEqual(int width, int height, int iEdge, uint32_t seed) {
     for (size_t i = 0; i < n; ++i) src.data()[i] = 120 + (src.data()[i] & 7);
   }
   Plane a(n, kCanary), b(n, kCanary);
-  VideoDenoiseSharpness_C(src.data(), a.data(), width, height, iEdge);
-  VideoDenoiseSharpness_NEON(src.data(), b.data(), width, height, iEdge);
+  ref(src.data(), a.data(), width, height, iEdge);
+  twin(src.data(), b.data(), width, height, iEdge);
   ASSERT_EQ(a, b) << "width " << width << " height " << height << " iEdge "
                   << iEdge << " seed " << seed;
 }
 
-TEST(SharpnessNeonTest, MatchesScalarAtRandomSizes) {
-  uint32_t seed = 1;
-  for (int width = 1; width <= 72; ++width) {
-    for (int height = 1; height <= 9; ++height) {
-      ExpectTwinsEqual(width, height, (width + height) & 3, seed++);
+// The family's table at every vector level this machine runs: every small
+// size, random wider ones and frame widths.
+TEST(SharpnessTwinTest, MatchesScalarAtManySizes) {
+  vdtest::ForEachTwin(VdSharpnessKernels, &SharpnessKernels::sharpen,
+                      [](const char* level, SharpenFn ref, SharpenFn twin) {
+    SCOPED_TRACE(level);
+    vdtest::ForEachAwkwardSize(260, 14, [&](int w, int h, int edge, uint32_t seed) {
+      ExpectTwinsEqual(ref, twin, w, h, edge, seed);
+    });
+    for (int width = 96; width <= 1920; width += 16) {
+      ExpectTwinsEqual(ref, twin, width, 5 + (width & 16) / 16, width & 3, width);
     }
-  }
+  });
 }
 
-TEST(SharpnessNeonTest, MatchesScalarAtWiderRandomSizes) {
-  uint32_t x = 777;
-  for (int i = 0; i < 300; ++i) {
-    x = x * 1103515245u + 12345u;
-    const int width = 1 + static_cast<int>((x >> 8) % 260);
-    const int height = 1 + static_cast<int>((x >> 20) % 14);
-    ExpectTwinsEqual(width, height, static_cast<int>(x >> 30), x);
-  }
-}
-
-TEST(SharpnessNeonTest, MatchesScalarAtFrameWidths) {
-  for (int width = 96; width <= 1920; width += 16) {
-    ExpectTwinsEqual(width, 5 + (width & 16) / 16, width & 3, width);
-  }
-}
-
-TEST(SharpnessNeonTest, ExportedFunctionUsesTheVectorPath) {
+// The exported function gives the reference's bytes at every level.
+TEST(SharpnessTwinTest, ExportedFunctionMatchesTheReference) {
   const int width = 50, height = 7;
   const Plane src = vdtest::RandomBytes(width * height, 9);
   Plane expect(src.size(), kCanary);
-  VideoDenoiseSharpness_NEON(src.data(), expect.data(), width, height, 1);
-  EXPECT_EQ(Sharpen(src, width, height, 1), expect);
+  VideoDenoiseSharpness_C(src.data(), expect.data(), width, height, 1);
+  for (int level = 0; level < kVdSimdLevelCount; ++level) {
+    vdtest::SimdLevelScope scope(level);
+    if (!scope.ok()) continue;
+    EXPECT_EQ(Sharpen(src, width, height, 1), expect) << level;
+  }
 }
-
-#else
-
-TEST(SharpnessNeonTest, MatchesScalarAtRandomSizes) {
-  GTEST_SKIP() << "no NEON in this build";
-}
-
-#endif
 
 }  // namespace

@@ -3,23 +3,20 @@
 // vector twins as with the scalar references.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <vector>
 
-#include "base/vd_cpu.h"
 #include "api/vd_instance.h"
+#include "api/vdenoise.h"
+#include "base/vd_cpu.h"
 #include "tests/test_util.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-// Restores the normal level choice however a test ends.
+// Restores the automatic level choice however a test ends.
 struct LevelGuard {
-  ~LevelGuard() {
-    unsetenv("VD_FORCE_SCALAR");
-    VdSetSimdLevelForTesting(-1);
-  }
+  ~LevelGuard() { VdSetSimdLevel(-1); }
 };
 
 TEST(SimdLevel, ProcessorLevelMatchesTheBuild) {
@@ -32,33 +29,41 @@ TEST(SimdLevel, ProcessorLevelMatchesTheBuild) {
 #else
   EXPECT_EQ(kVdSimdScalar, VdCpuSimdLevel());
 #endif
+  // The machine's levels: scalar first, the processor's own last.
+  int levels[kVdSimdLevelCount];
+  const int n = VdMachineSimdLevels(levels);
+  ASSERT_GE(n, 1);
+  EXPECT_EQ(kVdSimdScalar, levels[0]);
+  EXPECT_EQ(VdCpuSimdLevel(), levels[n - 1]);
 }
 
-TEST(SimdLevel, EnvironmentForcesScalar) {
+// The exported setter takes the four names and "auto", refuses anything
+// else (and a unit the processor lacks), and a refused call changes nothing.
+TEST(SimdLevel, ExportedSetterAndQuery) {
   LevelGuard guard;
-  setenv("VD_FORCE_SCALAR", "1", 1);
-  VdSetSimdLevelForTesting(-1);  // read the environment again
-  EXPECT_EQ(kVdSimdScalar, VdSimdLevel());
-  setenv("VD_FORCE_SCALAR", "0", 1);
-  VdSetSimdLevelForTesting(-1);
 #if defined(VD_FORCE_SCALAR) && VD_FORCE_SCALAR
-  EXPECT_EQ(kVdSimdScalar, VdSimdLevel());
+  const bool forced = true;
 #else
-  EXPECT_EQ(VdCpuSimdLevel(), VdSimdLevel());
+  const bool forced = false;
 #endif
-}
-
-TEST(SimdLevel, TestHookOnlyLowersTheLevel) {
-  LevelGuard guard;
-  unsetenv("VD_FORCE_SCALAR");
-  VdSetSimdLevelForTesting(-1);
-  const int cpu = VdSimdLevel();
-  VdSetSimdLevelForTesting(kVdSimdScalar);
+  const int automatic = forced ? kVdSimdScalar : VdCpuSimdLevel();
+  EXPECT_STREQ(VdSimdLevelName(automatic), vd_simd_level());
+  ASSERT_EQ(0, vd_set_simd_level("scalar"));
+  EXPECT_STREQ("scalar", vd_simd_level());
   EXPECT_EQ(kVdSimdScalar, VdSimdLevel());
-  VdSetSimdLevelForTesting(kVdSimdNeon + 5);
-  EXPECT_EQ(cpu, VdSimdLevel());
-  VdSetSimdLevelForTesting(-1);
-  EXPECT_EQ(cpu, VdSimdLevel());
+  for (const char* bad : {"", "SSE2", "fast", "avx", "scalar ", static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(-1, vd_set_simd_level(bad)) << (bad ? bad : "null");
+    EXPECT_STREQ("scalar", vd_simd_level());
+  }
+  for (int level = 0; level < kVdSimdLevelCount; ++level) {
+    const char* name = VdSimdLevelName(level);
+    const bool runs = level == kVdSimdScalar || (!forced && VdSimdLevelRuns(level));
+    EXPECT_EQ(runs ? 0 : -1, vd_set_simd_level(name)) << name;
+    EXPECT_STREQ(runs ? name : "scalar", vd_simd_level()) << name;
+    vd_set_simd_level("scalar");
+  }
+  EXPECT_EQ(0, vd_set_simd_level("auto"));
+  EXPECT_STREQ(VdSimdLevelName(automatic), vd_simd_level());
 }
 
 // A noisy moving scene: smooth shading, a bright bar that moves 16 columns
@@ -91,7 +96,7 @@ Bytes NoisyFrame(int w, int h, int frame) {
 // level on the full path, run at the given level cap.
 std::vector<Bytes> RunSequence(int level) {
   const int w = 1920, h = 1080;
-  VdSetSimdLevelForTesting(level);
+  EXPECT_TRUE(VdSetSimdLevel(level));
   EXPECT_EQ(0, TARNO_VideoDenoiseInit(w, h, nullptr));
   // (eType, iISO): a change of type restarts the warm-up, so each type
   // stays for four frames. Full-path frames run levels 0, 2, 2, 3, 1, 1.
@@ -114,15 +119,11 @@ std::vector<Bytes> RunSequence(int level) {
 TEST(SimdDispatch, VectorAndScalarPathsGiveTheSameFrames) {
   LevelGuard guard;
   vdtest::LogCapture quiet;
-  unsetenv("VD_FORCE_SCALAR");
-  VdSetSimdLevelForTesting(-1);
   const std::vector<Bytes> scalar = RunSequence(kVdSimdScalar);
-  std::vector<int> levels = {VdCpuSimdLevel()};
-#if defined(VD_X86_SIMD)
-  if (VdCpuSimdLevel() > kVdSimdSse2) levels.push_back(kVdSimdSse2);
+  for (int level : vdtest::VectorLevels()) {
+#if defined(VD_FORCE_SCALAR) && VD_FORCE_SCALAR
+    break;  // the build runs the references only
 #endif
-  for (int level : levels) {
-    if (level == kVdSimdScalar) continue;
     const std::vector<Bytes> vector = RunSequence(level);
     ASSERT_EQ(scalar.size(), vector.size());
     for (size_t f = 0; f < scalar.size(); ++f) {

@@ -288,14 +288,15 @@ TEST(TemporalVectorTwins, EqualScalarReference) {
   std::vector<Family> families = {
       {"TemporalFilterS", TemporalFilterS_C, {{"exported", TemporalFilterS}}},
       {"TemporalFilter luma", TemporalFilterLuma_C, {{"exported", ExportedLuma}}}};
-#if defined(__ARM_NEON)
-  families[0].twins.push_back({"NEON", TemporalFilterS_NEON});
-  families[1].twins.push_back({"NEON", TemporalFilterLuma_NEON});
-#endif
-#if defined(VD_X86_SIMD)
-  families[0].twins.push_back({"SSE2", TemporalFilterS_SSE2});
-  if (VdCpuSimdLevel() >= kVdSimdAvx2) families[0].twins.push_back({"AVX2", TemporalFilterS_AVX2});
-#endif
+  // Then the family's table at every vector level this machine runs.
+  auto add = [](Family& family, TemporalBlendFn TemporalFilterKernels::*slot) {
+    vdtest::ForEachTwin(VdTemporalFilterKernels, slot,
+                        [&](const char* level, TemporalBlendFn, TemporalBlendFn twin) {
+                          family.twins.push_back({level, twin});
+                        });
+  };
+  add(families[0], &TemporalFilterKernels::still);
+  add(families[1], &TemporalFilterKernels::luma);
   std::vector<std::pair<int, int>> sizes = {{1, 1},  {15, 3}, {16, 1}, {17, 2}, {20, 3},
                                             {31, 4}, {32, 2}, {33, 5}, {48, 3}, {1920, 2}};
   uint32_t x = 777;

@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "api/video_denoise.h"
+#include "base/vd_cpu.h"
 
 namespace vdtest {
 
@@ -19,6 +20,21 @@ void FillRandom(uint8_t* data, size_t n, uint32_t seed) {
     data[i] = static_cast<uint8_t>(x >> 11);
   }
 }
+
+const char* LevelName(int level) { return VdSimdLevelName(level); }
+
+std::vector<int> VectorLevels() {
+  int levels[kVdSimdLevelCount];
+  const int n = VdMachineSimdLevels(levels);
+  std::vector<int> out;
+  for (int i = 0; i < n; ++i) {
+    if (levels[i] != kVdSimdScalar) out.push_back(levels[i]);
+  }
+  return out;
+}
+
+SimdLevelScope::SimdLevelScope(int level) : ok_(VdSetSimdLevel(level)) {}
+SimdLevelScope::~SimdLevelScope() { VdSetSimdLevel(-1); }
 
 std::vector<uint8_t> RandomBytes(size_t n, uint32_t seed) {
   std::vector<uint8_t> v(n);

@@ -57,6 +57,60 @@ class GuardedBuffer {
   size_t size_ = 0;
 };
 
+// "scalar", "sse2", "avx2", "neon".
+const char* LevelName(int level);
+
+// The vector levels this machine runs (base/vd_cpu.h), scalar left out.
+std::vector<int> VectorLevels();
+
+// Calls check(levelName, reference, twin) for the `slot` of a family's
+// variant table (table(level) as VdBoxFilterKernels gives it) at every vector
+// level this machine runs whose table holds a twin there; a slot that still
+// holds the scalar reference at a level is skipped.
+template <typename Table, typename Fn, typename Check>
+void ForEachTwin(const Table& (*table)(int), Fn Table::*slot, Check check) {
+  const Fn reference = table(0).*slot;
+  for (int level : VectorLevels()) {
+    const Fn twin = table(level).*slot;
+    if (twin != reference) check(LevelName(level), reference, twin);
+  }
+}
+
+// The sizes a variant test runs a kernel at: every width 1 .. 140 with every
+// row count 1 .. 9, then 300 pseudo-random sizes up to maxWidth x maxRows.
+// Calls check(width, rows, edge, seed) with an edge code 0 .. 3 and a seed
+// that differs per call.
+template <typename Check>
+void ForEachAwkwardSize(int maxWidth, int maxRows, Check check) {
+  uint32_t seed = 1;
+  for (int width = 1; width <= 140; ++width) {
+    for (int rows = 1; rows <= 9; ++rows) {
+      check(width, rows, (width + rows) & 3, seed++);
+    }
+  }
+  uint32_t x = 777;
+  for (int i = 0; i < 300; ++i) {
+    x = x * 1103515245u + 12345u;
+    check(1 + static_cast<int>((x >> 8) % static_cast<uint32_t>(maxWidth)),
+          1 + static_cast<int>((x >> 20) % static_cast<uint32_t>(maxRows)),
+          static_cast<int>(x >> 30), x);
+  }
+}
+
+// Sets the process SIMD level while alive, then restores the automatic
+// choice. ok() says whether the level runs here.
+class SimdLevelScope {
+ public:
+  explicit SimdLevelScope(int level);
+  ~SimdLevelScope();
+  SimdLevelScope(const SimdLevelScope&) = delete;
+  SimdLevelScope& operator=(const SimdLevelScope&) = delete;
+  bool ok() const { return ok_; }
+
+ private:
+  bool ok_;
+};
+
 // FNV-1a digest, for comparing outputs across builds.
 uint64_t Digest(const uint8_t* data, size_t n, uint64_t seed = 1469598103934665603ull);
 

@@ -2,6 +2,8 @@
 #ifndef VD_TOOLS_DEMO_H_
 #define VD_TOOLS_DEMO_H_
 
+#include <string>
+
 namespace vdtool {
 
 // A mode and ISO that bring a freshly created denoiser (level 0) to
@@ -18,6 +20,20 @@ constexpr DemoLevel kDemoLevels[4] = {
 constexpr int kDemoWidth = 1920;
 constexpr int kDemoHeight = 1080;
 constexpr int kDemoFps = 30;
+
+// Most bytes the clips of --keep-clips take together; longer runs keep the
+// first frames of each clip.
+constexpr long long kDemoClipBudgetBytes = 400ll << 20;
+
+// Frames each kept clip holds: |frames|, or fewer so that |clips| clips of
+// |frame_bytes|-byte frames stay within kDemoClipBudgetBytes.
+int DemoClipFrames(int frames, int clips, long long frame_bytes);
+
+// Where the demo writes when --out is not given: "vdenoise-demo" in the
+// build directory when |exe| (the running program) lies inside
+// |build_dir|, else "" (the caller makes a temporary folder).
+std::string DemoDirInBuild(const std::string& exe,
+                           const std::string& build_dir);
 
 }  // namespace vdtool
 

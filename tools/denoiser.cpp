@@ -1,106 +1,163 @@
 #include "tools/denoiser.h"
 
-#include <algorithm>
-#include <vector>
+#include <unistd.h>
 
-#include "api/video_denoise.h"
-#include "image/convert.h"
-#include "tools/library_log.h"
 
 namespace vdtool {
 
 namespace {
 
-constexpr int kMinSize = 96;
-constexpr int kMaxSize = 1920;
+struct MethodEntry {
+  Method method;
+  const char* name;
+};
+constexpr MethodEntry kMethods[] = {{Method::kFuzzy, "fuzzy"},
+                                    {Method::kTemporal, "temporal"},
+                                    {Method::kAdaptive, "adaptive"}};
 
-std::string JoinLibraryMessages(const char* fallback) {
-  std::vector<std::string> lines = TakeLibraryMessages();
-  if (lines.empty()) return fallback;
-  std::string text = "the library says:";
+std::string JoinLibraryMessages(LibraryLog* log) {
+  std::vector<std::string> lines = TakeLibraryMessages(log);
+  if (lines.empty()) return "";
+  std::string text = "; the library says:";
   for (const std::string& line : lines) text += "\n  " + line;
   return text;
 }
 
+bool LibraryMethod(Method method, vd_method* out) {
+  switch (method) {
+    case Method::kFuzzy:
+      *out = VD_METHOD_FUZZY;
+      return true;
+    case Method::kTemporal:
+      *out = VD_METHOD_TEMPORAL;
+      return true;
+    case Method::kAdaptive:
+#if VD_TOOL_HAVE_ADAPTIVE
+      *out = VD_METHOD_ADAPTIVE;
+      return true;
+#else
+      return false;
+#endif
+  }
+  return false;
+}
+
 }  // namespace
 
-bool SizeAccepted(int width, int height) {
-  return width >= kMinSize && width <= kMaxSize && width % 16 == 0 &&
-         height >= kMinSize && height <= kMaxSize && height % 8 == 0;
-}
-
-std::string SizeAdvice(int width, int height) {
-  std::string text =
-      "libVideoDenoise takes frames 96 to 1920 pixels wide in steps of 16 and "
-      "96 to 1920 rows high in steps of 8";
-  const bool too_small = width < kMinSize || height < kMinSize;
-  const bool too_large = width > kMaxSize || height > kMaxSize;
-  int w = width, h = height;
-  std::string filter;
-  if (too_large) {
-    // Scale down so that both sides fit, keeping the aspect ratio, then
-    // round down to the steps.
-    double s = std::min(static_cast<double>(kMaxSize) / width,
-                        static_cast<double>(kMaxSize) / height);
-    w = std::max(static_cast<int>(width * s) / 16 * 16, kMinSize);
-    h = std::max(static_cast<int>(height * s) / 8 * 8, kMinSize);
-    filter = "scale=" + std::to_string(w) + ":" + std::to_string(h);
-  } else if (too_small) {
-    w = std::max((width + 15) / 16 * 16, kMinSize);
-    h = std::max((height + 7) / 8 * 8, kMinSize);
-    filter = "pad=" + std::to_string(w) + ":" + std::to_string(h);
-  } else {
-    w = width / 16 * 16;
-    h = height / 8 * 8;
-    if (w < kMinSize || h < kMinSize) {
-      w = std::max((width + 15) / 16 * 16, kMinSize);
-      h = std::max((height + 7) / 8 * 8, kMinSize);
-      filter = "pad=" + std::to_string(w) + ":" + std::to_string(h);
-    } else {
-      filter = "crop=" + std::to_string(w) + ":" + std::to_string(h);
+bool ParseMethod(const std::string& text, Method* method) {
+  for (const MethodEntry& m : kMethods) {
+    if (text == m.name) {
+      *method = m.method;
+      return true;
     }
   }
-  text += "; " + std::to_string(width) + "x" + std::to_string(height) +
-          " is not one of them. Bring the clip to " + std::to_string(w) + "x" +
-          std::to_string(h) + " first, e.g.\n  ffmpeg -i in.y4m -vf " + filter +
-          " -pix_fmt yuv420p out.y4m";
-  return text;
+  return false;
 }
 
-bool StartDenoiser(int width, int height, const std::string& config,
+const char* MethodName(Method method) {
+  for (const MethodEntry& m : kMethods) {
+    if (m.method == method) return m.name;
+  }
+  return "?";
+}
+
+bool MethodAvailable(Method method) {
+  vd_method unused;
+  return LibraryMethod(method, &unused);
+}
+
+std::string OddSizeAdvice(int width, int height) {
+  if (width % 2 == 0 && height % 2 == 0) return "";
+  const int w = width & ~1, h = height & ~1;
+  return std::to_string(width) + "x" + std::to_string(height) +
+         " has an odd " +
+         (width % 2 && height % 2 ? "width and height"
+                                  : width % 2 ? "width" : "height") +
+         ", and 4:2:0 chroma covers 2x2 pixels, so vdenoise needs even sizes. "
+         "Crop the clip to " +
+         std::to_string(w) + "x" + std::to_string(h) + " first, e.g.\n" +
+         "  ffmpeg -i in.y4m -vf crop=" + std::to_string(w) + ":" +
+         std::to_string(h) + ":0:0 -pix_fmt yuv420p out.y4m";
+}
+
+int ResolvedThreads(int threads) {
+  if (threads > 0) return threads;
+  const long cores = sysconf(_SC_NPROCESSORS_ONLN);
+  return cores > 0 ? static_cast<int>(cores) : 1;
+}
+
+vd_frame FrameView(PixelFormat format, uint8_t* buffer, int width,
+                   int height) {
+  switch (format) {
+    case PixelFormat::kNV21:
+      return vd_frame_nv21(buffer, width, height);
+    case PixelFormat::kNV12:
+      return vd_frame_nv12(buffer, width, height);
+    case PixelFormat::kI420:
+    case PixelFormat::kNone:
+      break;
+  }
+  return vd_frame_i420(buffer, width, height);
+}
+
+bool StartDenoiser(const DenoiserSetup& setup, Denoiser* d,
                    std::string* error) {
-  TakeLibraryMessages();
-  int rc = TARNO_VideoDenoiseInit(width, height,
-                                  config.empty() ? nullptr : config.c_str());
-  if (rc != 0) {
-    *error = "the denoiser refused " + std::to_string(width) + "x" +
-             std::to_string(height) + " frames; " +
-             JoinLibraryMessages("(no message from the library)");
-    if (!SizeAccepted(width, height)) *error += "\n" + SizeAdvice(width, height);
+  StopDenoiser(d);
+  TakeLibraryMessages(&d->log);
+  {
+    std::lock_guard<std::mutex> lock(d->log.mutex);
+    d->log.echo = setup.verbose ? stderr : nullptr;
+  }
+  const std::string size =
+      std::to_string(setup.width) + "x" + std::to_string(setup.height);
+  const std::string odd = OddSizeAdvice(setup.width, setup.height);
+  if (!odd.empty()) {
+    *error = odd;
+    return false;
+  }
+  vd_options o;
+  vd_options_init(&o);
+  o.max_width = setup.width;
+  o.max_height = setup.height;
+  o.threads = setup.threads;
+  if (!LibraryMethod(setup.method, &o.method)) {
+    *error = std::string("this libVideoDenoise has no ") +
+             MethodName(setup.method) + " method";
+    return false;
+  }
+  o.config_path = setup.config.empty() ? nullptr : setup.config.c_str();
+  o.log = ReceiveLibraryLine;
+  o.log_user = &d->log;
+  o.log_level = setup.verbose ? VD_LOG_DEBUG : VD_LOG_WARNING;
+  const vd_status status = vd_create(&o, &d->handle);
+  if (status != VD_OK) {
+    d->handle = nullptr;
+    *error = (status == VD_ERR_UNSUPPORTED_SIZE
+                  ? "the denoiser refused " + size + " frames ("
+                  : std::string("the denoiser could not be created (")) +
+             vd_status_string(status) + ")" + JoinLibraryMessages(&d->log);
     return false;
   }
   return true;
 }
 
-bool DenoiseFrame(uint8_t* src_nv21, uint8_t* dst_nv21, int width, int height,
+bool DenoiseFrame(Denoiser* d, PixelFormat src_format, uint8_t* src,
+                  PixelFormat dst_format, uint8_t* dst, int width, int height,
                   int type, int iso, std::string* error) {
-  int rc = TARNO_VideoDenoise(src_nv21, dst_nv21, width, height, type, iso);
-  if (rc != 0) {
-    *error = "the denoiser failed on a frame; " +
-             JoinLibraryMessages("(no message from the library)");
+  const vd_frame in = FrameView(src_format, src, width, height);
+  const vd_frame out = FrameView(dst_format, dst, width, height);
+  const vd_status status = vd_denoise(d->handle, &in, &out, type, iso);
+  if (status != VD_OK) {
+    *error = std::string("the denoiser failed on a frame (") +
+             vd_status_string(status) + ")" + JoinLibraryMessages(&d->log);
     return false;
   }
   return true;
 }
 
-void StopDenoiser() { TARNO_VideoDenoiseDeinit(); }
-
-void I420ToNV21(uint8_t* i420, uint8_t* nv21, int width, int height) {
-  ConvertI420ToNV21(i420, nv21, width, height);
-}
-
-void NV21ToI420(uint8_t* nv21, uint8_t* i420, int width, int height) {
-  ConvertNV21ToI420(nv21, i420, width, height);
+void StopDenoiser(Denoiser* d) {
+  vd_destroy(d->handle);
+  d->handle = nullptr;
 }
 
 }  // namespace vdtool

@@ -48,7 +48,7 @@ int ReadLine(FrameReader* r, size_t max_bytes, std::string* line) {
 // True for a whole FRAME line or any beginning of "FRAME".
 bool IsStartOfFrameMarker(const std::string& line) {
   std::string why;
-  return ParseY4mFrameLine(line, &why) ||
+  return ParseY4mFrameLine(line, nullptr, &why) ||
          std::string("FRAME").compare(0, line.size(), line) == 0;
 }
 
@@ -61,6 +61,8 @@ std::string ReadErrorText(const FrameReader* r) {
 bool ParsePixelFormat(const std::string& text, PixelFormat* format) {
   if (text == "nv21") {
     *format = PixelFormat::kNV21;
+  } else if (text == "nv12") {
+    *format = PixelFormat::kNV12;
   } else if (text == "i420" || text == "yuv420p") {
     *format = PixelFormat::kI420;
   } else {
@@ -73,12 +75,59 @@ const char* PixelFormatName(PixelFormat format) {
   switch (format) {
     case PixelFormat::kI420: return "i420";
     case PixelFormat::kNV21: return "nv21";
+    case PixelFormat::kNV12: return "nv12";
     case PixelFormat::kNone: break;
   }
   return "none";
 }
 
+namespace {
+
+// ffmpeg's names for frame sizes (its -s and -video_size accept them).
+struct SizeName {
+  const char* name;
+  int width, height;
+};
+constexpr SizeName kSizeNames[] = {
+    {"ntsc", 720, 480},       {"pal", 720, 576},
+    {"qntsc", 352, 240},      {"qpal", 352, 288},
+    {"sntsc", 640, 480},      {"spal", 768, 576},
+    {"film", 352, 240},       {"ntsc-film", 352, 240},
+    {"sqcif", 128, 96},       {"qcif", 176, 144},
+    {"cif", 352, 288},        {"4cif", 704, 576},
+    {"16cif", 1408, 1152},    {"qqvga", 160, 120},
+    {"qvga", 320, 240},       {"vga", 640, 480},
+    {"svga", 800, 600},       {"xga", 1024, 768},
+    {"uxga", 1600, 1200},     {"qxga", 2048, 1536},
+    {"sxga", 1280, 1024},     {"qsxga", 2560, 2048},
+    {"hsxga", 5120, 4096},    {"wvga", 852, 480},
+    {"wxga", 1366, 768},      {"wsxga", 1600, 1024},
+    {"wuxga", 1920, 1200},    {"woxga", 2560, 1600},
+    {"wqhd", 2560, 1440},     {"wqsxga", 3200, 2048},
+    {"wquxga", 3840, 2400},   {"whsxga", 6400, 4096},
+    {"whuxga", 7680, 4800},   {"cga", 320, 200},
+    {"ega", 640, 350},        {"hd480", 852, 480},
+    {"hd720", 1280, 720},     {"hd1080", 1920, 1080},
+    {"quadhd", 2560, 1440},   {"2k", 2048, 1080},
+    {"2kdci", 2048, 1080},    {"2kflat", 1998, 1080},
+    {"2kscope", 2048, 858},   {"4k", 4096, 2160},
+    {"4kdci", 4096, 2160},    {"4kflat", 3996, 2160},
+    {"4kscope", 4096, 1716},  {"nhd", 640, 360},
+    {"hqvga", 240, 160},      {"wqvga", 400, 240},
+    {"fwqvga", 432, 240},     {"hvga", 480, 320},
+    {"qhd", 960, 540},        {"uhd2160", 3840, 2160},
+    {"uhd4320", 7680, 4320}};
+
+}  // namespace
+
 bool ParseFrameSize(const std::string& text, int* width, int* height) {
+  for (const SizeName& s : kSizeNames) {
+    if (text == s.name) {
+      *width = s.width;
+      *height = s.height;
+      return true;
+    }
+  }
   size_t x = text.find('x');
   if (x == std::string::npos || x == 0 || x + 1 >= text.size()) return false;
   long long v[2] = {0, 0};
@@ -100,6 +149,26 @@ size_t FrameBytes420(int width, int height) {
   const size_t w = static_cast<size_t>(width);
   const size_t h = static_cast<size_t>(height);
   return w * h + 2 * ((w + 1) / 2) * ((h + 1) / 2);
+}
+
+void CopyToI420(PixelFormat format, const uint8_t* src, uint8_t* i420,
+                int width, int height) {
+  const size_t luma = static_cast<size_t>(width) * height;
+  const size_t quarter = luma / 4;
+  if (format != PixelFormat::kNV21 && format != PixelFormat::kNV12) {
+    std::memcpy(i420, src, luma + 2 * quarter);
+    return;
+  }
+  std::memcpy(i420, src, luma);
+  // Interleaved chroma: V first in NV21, U first in NV12.
+  const uint8_t* pairs = src + luma;
+  uint8_t* u = i420 + luma;
+  uint8_t* v = u + quarter;
+  const int first_is_v = format == PixelFormat::kNV21;
+  for (size_t i = 0; i < quarter; ++i) {
+    (first_is_v ? v : u)[i] = pairs[2 * i];
+    (first_is_v ? u : v)[i] = pairs[2 * i + 1];
+  }
 }
 
 bool OpenFrameReader(const std::string& path, const RawLayout& raw,
@@ -225,7 +294,7 @@ ReadResult ReadFrame(FrameReader* r, uint8_t* dst, std::string* error) {
       // A marker cut short is a truncated frame if it is the start of one.
       std::string why;
       if (!IsStartOfFrameMarker(line)) {
-        ParseY4mFrameLine(line, &why);
+        ParseY4mFrameLine(line, nullptr, &why);
         *error = r->name + ": frame " + std::to_string(index) + ": " + why;
         return ReadResult::kError;
       }
@@ -240,7 +309,7 @@ ReadResult ReadFrame(FrameReader* r, uint8_t* dst, std::string* error) {
       return ReadResult::kError;
     }
     std::string why;
-    if (!ParseY4mFrameLine(line, &why)) {
+    if (!ParseY4mFrameLine(line, &r->frame_params, &why)) {
       *error = r->name + ": frame " + std::to_string(index) + ": " + why;
       return ReadResult::kError;
     }

@@ -1,8 +1,9 @@
 // Reads 8-bit 4:2:0 frames from a YUV4MPEG2 stream or from a raw file of
-// back-to-back NV21 or I420 frames, from a path or from standard input.
+// back-to-back NV21, NV12 or I420 frames, from a path or from standard
+// input.
 //
 // Frames come out in the stream's own layout: planar I420 for YUV4MPEG2 and
-// raw I420 input, NV21 for raw NV21 input.
+// raw I420 input, NV21 or NV12 for raw NV21 or NV12 input.
 #ifndef VD_TOOLS_FRAME_READER_H_
 #define VD_TOOLS_FRAME_READER_H_
 
@@ -15,16 +16,23 @@
 
 namespace vdtool {
 
-enum class PixelFormat { kNone, kI420, kNV21 };
+enum class PixelFormat { kNone, kI420, kNV21, kNV12 };
 
-// Accepts ffmpeg's names: "nv21", and "yuv420p" or its alias "i420".
+// Accepts ffmpeg's names: "nv21", "nv12", and "yuv420p" or its alias
+// "i420".
 bool ParsePixelFormat(const std::string& text, PixelFormat* format);
 const char* PixelFormatName(PixelFormat format);
-// Parses "WxH" (for example "1920x1080").
+// Parses "WxH" (for example "1920x1080") or one of ffmpeg's size names
+// ("hd720", "hd1080", "4k" = 4096x2160, "uhd2160" = 3840x2160, "vga", ...).
 bool ParseFrameSize(const std::string& text, int* width, int* height);
 
 // Bytes of one 8-bit 4:2:0 frame; odd sizes round the chroma planes up.
 size_t FrameBytes420(int width, int height);
+
+// Copies one tightly packed frame of layout |format| into planar I420
+// (Y, then U, then V) at |i420|; even sizes.
+void CopyToI420(PixelFormat format, const uint8_t* src, uint8_t* i420,
+                int width, int height);
 
 // What the command line says about raw input; empty for YUV4MPEG2.
 struct RawLayout {
@@ -48,6 +56,9 @@ struct FrameReader {
   size_t frame_bytes = 0;
   int64_t frames_read = 0;   // whole frames read so far
   int64_t total_frames = -1; // from the file size; -1 when not known
+  // YUV4MPEG2: the fields of the last frame's FRAME line, with their
+  // leading space ("" for a plain marker), for FormatY4mFrameLine.
+  std::string frame_params;
   // Bytes read ahead while telling the formats apart, consumed first.
   std::string pending;
 };

@@ -1,45 +1,33 @@
-// The tool's end of the library's log: a sink that sorts the library's
-// lines into per-frame traces (kept quiet unless verbose), timing lines
-// (parsed for the summary) and everything else (kept to explain a failed
-// call, or shown once as a warning).
+// The tool's end of a denoiser's log callback. The library filters by
+// level itself: debug traces arrive only when asked for (verbose mode) and
+// are written out as they come; warnings and errors are kept as well, to
+// explain a failed call or to be shown once as a warning.
 #ifndef VD_TOOLS_LIBRARY_LOG_H_
 #define VD_TOOLS_LIBRARY_LOG_H_
 
-#include <cstdint>
 #include <cstdio>
+#include <mutex>
 #include <string>
 #include <vector>
 
 namespace vdtool {
 
-enum class LibraryLine {
-  kTiming,      // "Fuzzy_Time: total,..." after every frame
-  kFrameTrace,  // per-frame and per-stripe traces, the timing header
-  kOther        // errors and warnings
+struct LibraryLog {
+  std::mutex mutex;  // the library may log from its worker threads
+  FILE* echo = nullptr;  // every delivered line is also written here
+  std::vector<std::string> messages;  // warnings and errors, not yet taken
 };
 
-LibraryLine ClassifyLibraryLine(const std::string& message);
+// Messages kept between two takes; a flood of identical errors stays
+// bounded.
+constexpr size_t kMaxKeptLibraryMessages = 64;
 
-// The first value of a "Fuzzy_Time: " line, the frame's total time in ms.
-bool ParseFuzzyTimeTotal(const std::string& message, long long* total_ms);
+// The callback for vd_options.log, with the LibraryLog as |user|.
+void ReceiveLibraryLine(void* user, int level, const char* message);
 
-// Installs the sink. With |echo| every line is also written to |echo|
-// as it arrives (verbose mode).
-void InstallLibraryLog(FILE* echo);
-// Restores the library's default sink.
-void RemoveLibraryLog();
-
-// Lines of the kOther kind received since the last call, without their
-// trailing newlines.
-std::vector<std::string> TakeLibraryMessages();
-
-struct LibraryTiming {
-  int64_t lines = 0;
-  long long total_ms = 0;
-};
-// Timing lines received since the last reset.
-LibraryTiming GetLibraryTiming();
-void ResetLibraryTiming();
+// The kept warnings and errors, without their trailing newlines, since the
+// last take.
+std::vector<std::string> TakeLibraryMessages(LibraryLog* log);
 
 }  // namespace vdtool
 

@@ -1,5 +1,6 @@
 #include "tools/options.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "tools/metrics.h"
@@ -59,7 +60,75 @@ bool ParsePoint(const std::string& text, int* x, int* y) {
   return true;
 }
 
+// Restricted Damerau-Levenshtein distance: insertions, deletions,
+// substitutions and swaps of neighbours each cost one.
+size_t EditDistance(const std::string& a, const std::string& b) {
+  std::vector<std::vector<size_t>> d(a.size() + 1,
+                                     std::vector<size_t>(b.size() + 1));
+  for (size_t i = 0; i <= a.size(); ++i) d[i][0] = i;
+  for (size_t j = 0; j <= b.size(); ++j) d[0][j] = j;
+  for (size_t i = 1; i <= a.size(); ++i) {
+    for (size_t j = 1; j <= b.size(); ++j) {
+      size_t best = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1,
+                              d[i - 1][j - 1] + (a[i - 1] != b[j - 1])});
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+        best = std::min(best, d[i - 2][j - 2] + 1);
+      }
+      d[i][j] = best;
+    }
+  }
+  return d[a.size()][b.size()];
+}
+
+std::string WithoutDashes(const std::string& name) {
+  size_t k = name.find_first_not_of('-');
+  return k == std::string::npos ? std::string() : name.substr(k);
+}
+
+// ffmpeg's pipe protocol: "pipe:" is standard input for reading and
+// standard output for writing; "pipe:0" and "pipe:1" name them outright.
+// Returns false for other descriptors.
+bool ResolvePipeName(std::string* path, bool output) {
+  if (path->compare(0, 5, "pipe:") != 0) return true;
+  const std::string fd = path->substr(5);
+  if (fd.empty() || fd == (output ? "1" : "0")) {
+    *path = "-";
+    return true;
+  }
+  return false;
+}
+
 }  // namespace
+
+const std::vector<std::string>& OptionNames() {
+  static const std::vector<std::string> kNames = {
+      "-h", "--help", "-V", "--version", "--demo", "-q", "--quiet",
+      "--verbose", "-y", "-n", "-i", "-s", "-video_size", "--pix-fmt",
+      "-pix_fmt", "--method", "--threads", "--type", "--iso", "--schedule",
+      "--config", "--frames", "--skip", "--reference", "--per-frame", "--png",
+      "--png-frames", "--png-zoom", "--png-crop", "--out", "--keep-clips"};
+  return kNames;
+}
+
+std::string NearestOption(const std::string& name) {
+  const std::string core = WithoutDashes(name);
+  std::string best;
+  size_t best_distance = 0;
+  for (const std::string& candidate : OptionNames()) {
+    const std::string candidate_core = WithoutDashes(candidate);
+    // The right word with the wrong number of dashes is always a match.
+    if (!core.empty() && core == candidate_core) return candidate;
+    // Otherwise only longer names: "-x" is not a typo of "-s".
+    if (candidate_core.size() < 3) continue;
+    const size_t allowed = std::max<size_t>(1, candidate_core.size() / 3);
+    const size_t d = EditDistance(name, candidate);
+    if (d <= allowed && (best.empty() || d < best_distance)) {
+      best = candidate;
+      best_distance = d;
+    }
+  }
+  return best;
+}
 
 bool ParseOptions(int argc, const char* const* argv, Options* options,
                   std::string* error) {
@@ -68,7 +137,9 @@ bool ParseOptions(int argc, const char* const* argv, Options* options,
   bool frames_given = false;
   bool png_detail_given = false;  // --png-frames, --png-zoom, --png-crop
   bool only_positional = false;
+  bool input_option = false;  // -i INPUT
   std::vector<std::string> file_options;  // given, for the --demo check
+  std::vector<std::string> demo_options;  // --out, --keep-clips
 
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
@@ -116,7 +187,7 @@ bool ParseOptions(int argc, const char* const* argv, Options* options,
     std::string v;
     if (name == "-h" || name == "--help") {
       o.help = true;
-    } else if (name == "--version") {
+    } else if (name == "-V" || name == "--version") {
       o.version = true;
     } else if (name == "--demo") {
       o.demo = true;
@@ -127,22 +198,62 @@ bool ParseOptions(int argc, const char* const* argv, Options* options,
     } else if (name == "--per-frame") {
       o.per_frame = true;
       file_options.push_back(name);
-    } else if (name == "-s") {
+    } else if (name == "-y" || name == "-n") {
+      const Overwrite wanted = name == "-y" ? Overwrite::kYes : Overwrite::kNo;
+      if (o.overwrite != Overwrite::kAsk && o.overwrite != wanted) {
+        *error = "-y (always overwrite) and -n (never overwrite) contradict "
+                 "each other";
+        return false;
+      }
+      o.overwrite = wanted;
+      file_options.push_back(name);
+    } else if (name == "-i") {
+      // ffmpeg's way of naming the input; the output stays positional.
+      if (!take(&v)) return false;
+      if (input_option) {
+        *error = "-i names the input, and it was given twice";
+        return false;
+      }
+      o.input = v;
+      input_option = true;
+      file_options.push_back(name);
+    } else if (name == "-s" || name == "-video_size") {
       if (!take(&v)) return false;
       if (!ParseFrameSize(v, &o.raw.width, &o.raw.height)) {
-        *error = "option -s needs a size WxH such as 1920x1080, not \"" + v +
-                 "\"";
+        *error = "option " + name + " needs a size WxH such as 1920x1080 or "
+                 "a name such as hd1080, not \"" + v + "\"";
+        return false;
+      }
+      const std::string odd = OddSizeAdvice(o.raw.width, o.raw.height);
+      if (!odd.empty()) {
+        *error = "option " + name + " " + v + ": " + odd;
         return false;
       }
       file_options.push_back(name);
-    } else if (name == "--pix-fmt") {
+    } else if (name == "--pix-fmt" || name == "-pix_fmt") {
       if (!take(&v)) return false;
       if (!ParsePixelFormat(v, &o.raw.format)) {
-        *error = "option --pix-fmt takes nv21 or i420 (also called yuv420p), "
-                 "not \"" + v + "\"";
+        *error = "option " + name + " takes nv21, nv12 or i420 (also called "
+                 "yuv420p), not \"" + v + "\"";
         return false;
       }
       file_options.push_back(name);
+    } else if (name == "--method") {
+      if (!take(&v)) return false;
+      if (!ParseMethod(v, &o.method)) {
+        *error = "option --method takes fuzzy, temporal or adaptive, not \"" +
+                 v + "\"";
+        return false;
+      }
+      if (!MethodAvailable(o.method)) {
+        *error = std::string("--method ") + MethodName(o.method) +
+                 ": this libVideoDenoise does not have that method yet";
+        return false;
+      }
+      file_options.push_back(name);
+    } else if (name == "--threads") {
+      if (!whole(0, 256, &n)) return false;
+      o.threads = static_cast<int>(n);
     } else if (name == "--type") {
       if (!whole(0, 0x7fffffff, &n)) return false;
       o.type = static_cast<int>(n);
@@ -205,15 +316,20 @@ bool ParseOptions(int argc, const char* const* argv, Options* options,
         *error = "option --out needs a directory";
         return false;
       }
-      o.demo_dir_given = true;
+      demo_options.push_back(name);
+    } else if (name == "--keep-clips") {
+      o.keep_clips = true;
+      demo_options.push_back(name);
     } else {
       *error = "unknown option " + name;
+      const std::string near = NearestOption(name);
+      if (!near.empty()) *error += " (did you mean " + near + "?)";
       return false;
     }
-    if (inline_value && (name == "-h" || name == "--help" ||
-                         name == "--version" || name == "--demo" ||
-                         name == "--quiet" || name == "--verbose" ||
-                         name == "--per-frame")) {
+    if (inline_value && (name == "--help" || name == "--version" ||
+                         name == "--demo" || name == "--quiet" ||
+                         name == "--verbose" || name == "--per-frame" ||
+                         name == "--keep-clips")) {
       *error = "option " + name + " takes no value";
       return false;
     }
@@ -231,8 +347,8 @@ bool ParseOptions(int argc, const char* const* argv, Options* options,
     }
     if (!file_options.empty()) {
       *error = "option " + file_options.front() +
-               " does not apply to --demo (it takes --out, --frames, --quiet "
-               "and --verbose)";
+               " does not apply to --demo (it takes --out, --keep-clips, "
+               "--frames, --quiet and --verbose)";
       return false;
     }
     if (!frames_given) o.max_frames = kDefaultDemoFrames;
@@ -243,26 +359,44 @@ bool ParseOptions(int argc, const char* const* argv, Options* options,
     *options = o;
     return true;
   }
-  if (o.demo_dir_given) {
-    *error = "option --out belongs to --demo; give the output file as the "
-             "second argument";
+  if (!demo_options.empty()) {
+    *error = "option " + demo_options.front() +
+             " belongs to --demo; give the output file as the last argument";
     return false;
   }
-  if (positional.size() != 2) {
-    *error = positional.empty()
-                 ? "missing input and output (vdenoise IN OUT; \"-\" is "
-                   "standard input or output)"
-                 : positional.size() == 1
-                       ? "missing the output file (use \"-\" for standard "
-                         "output)"
-                       : "too many arguments: \"" + positional[2] + "\"";
+  // With -i the input is named already and only the output is positional.
+  const size_t wanted = input_option ? 1 : 2;
+  if (positional.size() != wanted) {
+    if (positional.size() > wanted) {
+      *error = "too many arguments: \"" + positional[wanted] + "\"";
+    } else if (positional.empty() && wanted == 2) {
+      *error = "missing input and output (vdenoise IN OUT; \"-\" is "
+               "standard input or output)";
+    } else {
+      *error = "missing the output file (use \"-\" for standard output)";
+    }
     return false;
   }
-  o.input = positional[0];
-  o.output = positional[1];
+  if (wanted == 2) o.input = positional[0];
+  o.output = positional.back();
+  if (!ResolvePipeName(&o.input, false) ||
+      !ResolvePipeName(&o.reference, false)) {
+    *error = "vdenoise reads pipe: or pipe:0 (standard input); for another "
+             "descriptor N name /dev/fd/N";
+    return false;
+  }
+  if (!ResolvePipeName(&o.output, true)) {
+    *error = "vdenoise writes pipe: or pipe:1 (standard output); for another "
+             "descriptor N name /dev/fd/N";
+    return false;
+  }
+  if (o.input.empty() || o.output.empty()) {
+    *error = "an empty file name (use \"-\" for standard input or output)";
+    return false;
+  }
   if ((o.raw.width > 0) != (o.raw.format != PixelFormat::kNone)) {
     *error = o.raw.width > 0
-                 ? "-s needs --pix-fmt nv21 or i420 as well"
+                 ? "-s needs --pix-fmt nv21, nv12 or i420 as well"
                  : "--pix-fmt needs the frame size -s WxH as well";
     return false;
   }
@@ -276,7 +410,7 @@ bool ParseOptions(int argc, const char* const* argv, Options* options,
     return false;
   }
   if (!o.png_dir.empty() && !o.png_frames_given) {
-    o.png_frames = {0};
+    o.png_frames = {o.skip};  // the first frame denoised
     o.png_last = true;
   }
   *options = o;
@@ -291,25 +425,35 @@ std::string VersionText() {
 std::string HelpText(bool png) {
   std::string text =
       "Usage:\n"
-      "  vdenoise [options] INPUT OUTPUT\n"
-      "  vdenoise --demo [--out DIR] [--frames N]\n"
-      "  vdenoise --help | --version\n"
+      "  vdenoise [options] INPUT OUTPUT     (or: -i INPUT OUTPUT)\n"
+      "  vdenoise --demo [--out DIR] [--keep-clips] [--frames N]\n"
+      "  vdenoise --help | --version | -V\n"
       "\n"
       "Removes noise from a video clip with libVideoDenoise, frame by frame.\n"
       "INPUT and OUTPUT are YUV4MPEG2 streams (8-bit 4:2:0, progressive), or\n"
-      "raw back-to-back NV21 or I420 frames when -s and --pix-fmt are given.\n"
-      "\"-\" reads standard input or writes standard output. The output has\n"
-      "the input's format. A file output is written under a temporary name\n"
-      "and renamed when complete.\n"
+      "raw back-to-back NV21, NV12 or I420 frames when -s and --pix-fmt are\n"
+      "given. Any even frame size; frames reach the library in their own\n"
+      "layout.\n"
+      "\"-\" (or ffmpeg's pipe:, pipe:0, pipe:1) reads standard input or\n"
+      "writes standard output. The output has the input's format. A file\n"
+      "output is written under a temporary name and renamed when complete;\n"
+      "through a symbolic link its target is replaced, and a replaced file\n"
+      "keeps its permissions.\n"
       "\n"
       "Input:\n"
-      "  -s WxH               size of raw input frames, e.g. -s 1920x1080\n"
-      "  --pix-fmt FMT        layout of raw frames: nv21 or i420 (ffmpeg's\n"
-      "                       yuv420p)\n"
+      "  -s WxH               size of raw input frames, e.g. -s 1920x1080, or\n"
+      "                       ffmpeg's names: vga, hd720, hd1080, 4k (4096x2160),\n"
+      "                       uhd2160 (3840x2160), cif, pal, ... (-video_size)\n"
+      "  --pix-fmt FMT        layout of raw frames: nv21, nv12 or i420\n"
+      "                       (ffmpeg's yuv420p); -pix_fmt is the same\n"
       "  --frames N           process at most N frames\n"
       "  --skip N             leave out the first N frames (not written)\n"
       "\n"
       "Denoising:\n"
+      "  --method NAME        fuzzy (default: the frame path), temporal (the\n"
+      "                       motion-masked temporal pipeline) or adaptive\n"
+      "                       (when the library has it)\n"
+      "  --threads N          workers per frame (default 0: one per core)\n"
       "  --type N             denoise mode for the whole clip (default 0)\n"
       "  --iso N              sensor ISO for the whole clip (default 100)\n"
       "  --schedule FILE      mode and ISO that change during the clip: one\n"
@@ -336,6 +480,12 @@ std::string HelpText(bool png) {
       "  position inside the plane, as in the common tools; the mean is over\n"
       "  the frames.\n"
       "\n"
+      "Output:\n"
+      "  -y                   overwrite an existing output file without asking\n"
+      "  -n                   never overwrite an existing output file\n"
+      "                       (without either: ask when standard input is a\n"
+      "                       terminal, refuse otherwise)\n"
+      "\n"
       "Messages:\n"
       "  -q, --quiet          no progress line and no summary line\n"
       "  --verbose            show the library's own log lines (per-frame\n"
@@ -344,21 +494,26 @@ std::string HelpText(bool png) {
       "Demo:\n"
       "  --demo               make a noisy 1080p clip, denoise it at each noise\n"
       "                       level 0-3 and print a quality table\n"
-      "  --out DIR            where the demo writes its clips and pictures\n"
-      "                       (default ./vdenoise-demo)\n"
+      "  --out DIR            where the demo writes its pictures (default: the\n"
+      "                       build directory's vdenoise-demo when run from\n"
+      "                       there, else a new temporary folder it names)\n"
+      "  --keep-clips         also write the denoised clips (YUV4MPEG2, at\n"
+      "                       most 400 MB together)\n"
       "  --frames N           frames per level in the demo (default 24)\n"
       "\n"
       "Examples:\n"
       "  vdenoise noisy.y4m clean.y4m\n"
       "  vdenoise -s 1920x1080 --pix-fmt nv21 --iso 800 cam.nv21 out.nv21\n"
       "  vdenoise --schedule exposure.txt --frames 300 in.y4m out.y4m\n"
+      "  vdenoise --method temporal --reference truth.y4m noisy.y4m out.y4m\n"
       "  vdenoise --reference truth.y4m --per-frame --png shots \\\n"
       "           --png-frames 0,30,59 noisy.y4m out.y4m\n"
       "  ffmpeg -i clip.mp4 -f yuv4mpegpipe - | vdenoise - - |\n"
       "      ffmpeg -f yuv4mpegpipe -i - out.mp4\n"
-      "  vdenoise --demo --out /tmp/demo\n"
+      "  vdenoise --demo --out vdenoise-demo\n"
       "\n"
-      "Exit status: 0 success, 1 bad command line, 2 unusable input (missing,\n"
+      "Exit status: 0 success, 1 bad command line (also: an existing output\n"
+      "without -y, binary output to a terminal), 2 unusable input (missing,\n"
       "unreadable, malformed or unsupported), 3 the library refused the clip,\n"
       "4 output failed (disk full, broken pipe), 5 the input ended inside a\n"
       "frame (the whole frames before it were written).\n";

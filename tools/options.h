@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/denoiser.h"
 #include "tools/frame_reader.h"
 
 namespace vdtool {
@@ -13,7 +14,10 @@ namespace vdtool {
 constexpr int kDefaultType = 0;
 constexpr int kDefaultIso = 100;
 constexpr int kDefaultDemoFrames = 24;
-constexpr char kDefaultDemoDir[] = "vdenoise-demo";
+
+// What to do when the output file exists: ask (only when standard input is
+// a terminal; otherwise refuse), always overwrite (-y), never (-n).
+enum class Overwrite { kAsk, kYes, kNo };
 
 struct Options {
   bool help = false;
@@ -26,6 +30,8 @@ struct Options {
 
   int type = kDefaultType;
   int iso = kDefaultIso;
+  Method method = Method::kFuzzy;
+  int threads = 0;  // 0: one per online core
   std::string schedule;
   std::string config;
   int64_t max_frames = -1;  // -1: all
@@ -44,15 +50,24 @@ struct Options {
 
   bool quiet = false;
   bool verbose = false;
+  Overwrite overwrite = Overwrite::kAsk;
 
-  std::string demo_dir = kDefaultDemoDir;
-  bool demo_dir_given = false;
+  std::string demo_dir;  // --out; empty: the build directory or a new
+                         // temporary folder
+  bool keep_clips = false;
 };
 
 // Parses argv. False with a message for anything malformed or
 // contradictory (the caller adds a pointer to --help).
 bool ParseOptions(int argc, const char* const* argv, Options* options,
                   std::string* error);
+
+// Every option name the parser knows, for "did you mean".
+const std::vector<std::string>& OptionNames();
+
+// The known option nearest to the unknown |name| (edit distance, small
+// enough to be a likely typo), or "" when none is near.
+std::string NearestOption(const std::string& name);
 
 // The --help text; |png| says whether this build writes PNG files.
 std::string HelpText(bool png);

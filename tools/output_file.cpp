@@ -5,10 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 namespace vdtool {
 
@@ -62,7 +64,76 @@ void CloseFd(OutputFile* out) {
   out->owns_fd = false;
 }
 
+// Longest chain of symbolic links followed, as the kernel's own limit.
+constexpr int kMaxLinkHops = 40;
+
 }  // namespace
+
+bool ResolveOutputLinks(const std::string& path, std::string* target,
+                        std::string* error) {
+  std::string p = path;
+  for (int hop = 0; hop < kMaxLinkHops; ++hop) {
+    struct stat st;
+    if (lstat(p.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) {
+      *target = p;
+      return true;
+    }
+    const size_t length = st.st_size > 0 ? static_cast<size_t>(st.st_size) : 255;
+    std::vector<char> buffer(length + 1);
+    ssize_t n = readlink(p.c_str(), buffer.data(), buffer.size());
+    if (n < 0 || static_cast<size_t>(n) >= buffer.size()) {
+      *error = "cannot follow the symbolic link " + p + ": " +
+               std::strerror(n < 0 ? errno : ENAMETOOLONG);
+      return false;
+    }
+    std::string link(buffer.data(), static_cast<size_t>(n));
+    if (link.empty()) break;
+    if (link[0] == '/') {
+      p = link;
+    } else {
+      std::string dir, base;
+      SplitPath(p, &dir, &base);
+      p = dir + "/" + link;
+    }
+  }
+  *error = "cannot write " + path + ": too many levels of symbolic links";
+  return false;
+}
+
+bool OutputWouldReplace(const std::string& path) {
+  if (path == "-") return false;
+  struct stat st;
+  return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+bool OutputIsTerminal(const std::string& path) {
+  if (path == "-") return isatty(STDOUT_FILENO) == 1;
+  struct stat st;
+  if (stat(path.c_str(), &st) != 0 || !S_ISCHR(st.st_mode)) return false;
+  int fd = open(path.c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return false;
+  const bool tty = isatty(fd) == 1;
+  close(fd);
+  return tty;
+}
+
+bool AskYesNo(FILE* in, FILE* out, const std::string& question) {
+  std::fprintf(out, "%s [y/N] ", question.c_str());
+  std::fflush(out);
+  char line[64];
+  if (!std::fgets(line, sizeof(line), in)) {
+    std::fputc('\n', out);
+    return false;
+  }
+  std::string answer;
+  for (const char* c = line; *c && *c != '\n' && *c != '\r'; ++c) {
+    if (!std::isspace(static_cast<unsigned char>(*c))) {
+      const unsigned char u = static_cast<unsigned char>(*c);
+      answer.push_back(static_cast<char>(std::tolower(u)));
+    }
+  }
+  return answer == "y" || answer == "yes";
+}
 
 std::string WriteErrorText(int error_number, const std::string& name) {
   switch (error_number) {
@@ -88,15 +159,21 @@ bool OpenOutput(const std::string& path, OutputFile* out, std::string* error) {
     return true;
   }
   out->name = path;
+  // Through a symbolic link the link's target is replaced and the link
+  // stays.
+  std::string target;
+  if (!ResolveOutputLinks(path, &target, error)) return false;
+  out->path = target;
   struct stat st;
-  if (stat(path.c_str(), &st) == 0) {
+  const bool exists = stat(target.c_str(), &st) == 0;
+  if (exists) {
     if (S_ISDIR(st.st_mode)) {
       *error = "cannot write " + path + ": it is a directory";
       return false;
     }
     if (!S_ISREG(st.st_mode)) {
       // A device or FIFO: nothing to rename, write straight into it.
-      out->fd = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+      out->fd = open(target.c_str(), O_WRONLY | O_CLOEXEC);
       if (out->fd < 0) {
         *error = "cannot open " + path + ": " + std::strerror(errno);
         return false;
@@ -106,7 +183,7 @@ bool OpenOutput(const std::string& path, OutputFile* out, std::string* error) {
     }
   }
   std::string dir, base;
-  SplitPath(path, &dir, &base);
+  SplitPath(target, &dir, &base);
   if (base.empty()) {
     *error = "cannot write " + path + ": it names a directory";
     return false;
@@ -118,11 +195,20 @@ bool OpenOutput(const std::string& path, OutputFile* out, std::string* error) {
     *error = "cannot create " + path + ": " + std::strerror(errno);
     return false;
   }
-  // mkstemp makes the file private; give it the permissions a plain
-  // open(O_CREAT, 0666) would.
-  mode_t mask = umask(0);
-  umask(mask);
-  fchmod(fd, 0666 & ~mask);
+  if (exists) {
+    // A replaced file keeps its permission bits (and, where allowed, its
+    // group and owner).
+    fchmod(fd, st.st_mode & 07777);
+    if (fchown(fd, st.st_uid, st.st_gid) != 0) {
+      // Not ours to give away; the bits alone are what matters.
+    }
+  } else {
+    // mkstemp makes the file private; give it the permissions a plain
+    // open(O_CREAT, 0666) would.
+    mode_t mask = umask(0);
+    umask(mask);
+    fchmod(fd, 0666 & ~mask);
+  }
   out->fd = fd;
   out->owns_fd = true;
   out->temp_path = buffer;

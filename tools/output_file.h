@@ -4,12 +4,14 @@
 // directory and renamed over the final name only by CommitOutput; any
 // failure, or an interrupt signal, removes the temporary file. Standard
 // output ("-") and existing non-regular files (devices, FIFOs) are written
-// in place. Write errors are reported in plain words (disk full, broken
-// pipe).
+// in place. A symbolic link is written through: its target is replaced
+// the same way and the link stays. A replaced file keeps its permission
+// bits. Write errors are reported in plain words (disk full, broken pipe).
 #ifndef VD_TOOLS_OUTPUT_FILE_H_
 #define VD_TOOLS_OUTPUT_FILE_H_
 
 #include <cstddef>
+#include <cstdio>
 #include <string>
 
 namespace vdtool {
@@ -17,12 +19,29 @@ namespace vdtool {
 struct OutputFile {
   int fd = -1;
   bool owns_fd = false;
-  std::string path;       // the final name ("-" for standard output)
+  std::string path;       // the final name, symbolic links followed ("-"
+                          // for standard output)
   std::string temp_path;  // empty when written in place
   std::string name;       // for messages: the path or "standard output"
   size_t bytes_written = 0;
   int cleanup_slot = -1;  // registration with the signal handler
 };
+
+// Follows symbolic links from |path| to the file that writing replaces
+// (which need not exist yet: a dangling link names the file to create).
+bool ResolveOutputLinks(const std::string& path, std::string* target,
+                        std::string* error);
+
+// Whether writing |path| would replace an existing regular file (through
+// symbolic links); devices, FIFOs and standard output are never replaced.
+bool OutputWouldReplace(const std::string& path);
+
+// Whether |path| ("-": standard output) is a terminal.
+bool OutputIsTerminal(const std::string& path);
+
+// Writes "|question| [y/N] " to |out| and reads one line from |in|: true
+// only for "y" or "yes" in any case.
+bool AskYesNo(FILE* in, FILE* out, const std::string& question);
 
 // Opens |path| for writing.
 bool OpenOutput(const std::string& path, OutputFile* out, std::string* error);

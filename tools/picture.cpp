@@ -118,9 +118,8 @@ void DrawScaled(RgbImage* image, int ox, int oy, const I420Frame& frame,
 
 // The crop of the frame, each source pixel drawn as a zoom x zoom square.
 void DrawZoomed(RgbImage* image, int ox, int oy, const I420Frame& frame,
-                const PictureLayout& layout, bool full_range) {
-  const Region& crop = layout.crop;
-  const int z = layout.zoom;
+                const Region& crop, int zoom, bool full_range) {
+  const int z = zoom;
   for (int sy = crop.y; sy < crop.y + crop.height; ++sy) {
     for (int sx = crop.x; sx < crop.x + crop.width; ++sx) {
       const size_t c = static_cast<size_t>(sy / 2) * frame.u.stride + sx / 2;
@@ -207,6 +206,12 @@ PictureLayout LayoutPicture(int width, int height, const PictureOptions& opt) {
   int cy = opt.crop_y >= 0 ? opt.crop_y : (height - l.crop.height) / 2;
   l.crop.x = std::min(std::max(cx, 0), width - l.crop.width);
   l.crop.y = std::min(std::max(cy, 0), height - l.crop.height);
+  for (const std::pair<int, int>& corner : opt.more_crops) {
+    Region r = l.crop;
+    r.x = std::min(std::max(corner.first, 0), width - r.width);
+    r.y = std::min(std::max(corner.second, 0), height - r.height);
+    l.more_crops.push_back(r);
+  }
   return l;
 }
 
@@ -225,8 +230,11 @@ RgbImage ComposePicture(const std::vector<PicturePanel>& panels, int width,
   const int top_labels = kGap + band;
   const int top_row = top_labels + band;
   const int zoom_labels = top_row + l.panel_height + kGap;
-  const int zoom_row = zoom_labels + band;
-  image.height = zoom_row + zoom_h + kGap;
+  // Each crop takes a label band and its zoomed rows.
+  const int crop_step = band + zoom_h + kGap;
+  std::vector<Region> crops = {l.crop};
+  crops.insert(crops.end(), l.more_crops.begin(), l.more_crops.end());
+  image.height = zoom_labels + static_cast<int>(crops.size()) * crop_step;
   image.pixels.resize(static_cast<size_t>(image.width) * image.height * 3);
   for (size_t i = 0; i < image.pixels.size(); i += 3) {
     image.pixels[i] = kBackground[0];
@@ -236,21 +244,25 @@ RgbImage ComposePicture(const std::vector<PicturePanel>& panels, int width,
 
   DrawText(&image, kGap, kGap, opt.title, text_scale, kTextColour,
            image.width - 2 * kGap);
-  char zoom_note[64];
-  std::snprintf(zoom_note, sizeof(zoom_note), " x%d at %d,%d", l.zoom,
-                l.crop.x, l.crop.y);
   for (int i = 0; i < n; ++i) {
     const int x = kGap + i * (column + kGap);
     const PicturePanel& p = panels[i];
     DrawText(&image, x, top_labels, p.label, text_scale, kTextColour, column);
     DrawScaled(&image, x, top_row, p.frame, l, opt.full_range);
-    DrawFrameOutline(&image, x + l.crop.x / l.scale_down,
-                     top_row + l.crop.y / l.scale_down,
-                     std::max(l.crop.width / l.scale_down, 2),
-                     std::max(l.crop.height / l.scale_down, 2), kCropColour);
-    DrawText(&image, x, zoom_labels, p.label + zoom_note, text_scale,
-             kTextColour, column);
-    DrawZoomed(&image, x, zoom_row, p.frame, l, opt.full_range);
+    for (size_t c = 0; c < crops.size(); ++c) {
+      const Region& crop = crops[c];
+      DrawFrameOutline(&image, x + crop.x / l.scale_down,
+                       top_row + crop.y / l.scale_down,
+                       std::max(crop.width / l.scale_down, 2),
+                       std::max(crop.height / l.scale_down, 2), kCropColour);
+      char zoom_note[64];
+      std::snprintf(zoom_note, sizeof(zoom_note), " x%d at %d,%d", l.zoom,
+                    crop.x, crop.y);
+      const int y = zoom_labels + static_cast<int>(c) * crop_step;
+      DrawText(&image, x, y, p.label + zoom_note, text_scale, kTextColour,
+               column);
+      DrawZoomed(&image, x, y + band, p.frame, crop, l.zoom, opt.full_range);
+    }
   }
   return image;
 }

@@ -10,6 +10,7 @@
 //   label 1 zoom     label 2 zoom     ...
 //   [crop 1 x Z]     [crop 2 x Z]     ...   the same source crop of every
 //                                           frame, enlarged Z times
+//   (a row like it for each further crop)
 //
 // The crop is outlined on the scaled frames. Colours are BT.601, limited
 // range unless the clip says it is full range.
@@ -18,6 +19,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/metrics.h"
@@ -39,6 +41,9 @@ struct PictureOptions {
   int zoom = 2;
   int crop_x = -1;  // top-left of the crop in luma pixels; -1 centres it
   int crop_y = -1;
+  // Top-left corners of further crops of the same size, each shown in a
+  // row of its own (moved inside the frame when they reach past it).
+  std::vector<std::pair<int, int>> more_crops;
   bool full_range = false;
   int max_panel_width = 960;
   std::string title;
@@ -50,6 +55,7 @@ struct PictureLayout {
   int panel_width = 0;
   int panel_height = 0;
   Region crop;  // in source luma pixels
+  std::vector<Region> more_crops;
   int zoom = 2;
 };
 PictureLayout LayoutPicture(int width, int height, const PictureOptions& opt);

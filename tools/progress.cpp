@@ -20,6 +20,10 @@ double NowSeconds() {
   return static_cast<double>(ts.tv_sec) + ts.tv_nsec * 1e-9;
 }
 
+std::string CountOf(int64_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 std::string FormatDuration(double seconds) {
   if (!(seconds >= 0)) seconds = 0;
   long long s = static_cast<long long>(std::llround(seconds));

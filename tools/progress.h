@@ -13,6 +13,10 @@ namespace vdtool {
 // Monotonic seconds.
 double NowSeconds();
 
+// "1 frame", "0 frames", "2 frames": |count| and the noun, plural unless
+// the count is one (nouns that take an "s").
+std::string CountOf(int64_t count, const std::string& noun);
+
 // "0:07", "12:34", "1:02:03".
 std::string FormatDuration(double seconds);
 

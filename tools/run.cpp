@@ -1,5 +1,7 @@
 #include "tools/run.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
@@ -16,6 +18,7 @@
 #include "tools/progress.h"
 #include "tools/schedule.h"
 #include "tools/text_file.h"
+#include "tools/y4m.h"
 
 namespace vdtool {
 
@@ -39,8 +42,9 @@ struct LibraryNotes {
   int64_t repeats = 0;
 };
 
-void ShowLibraryMessages(LibraryNotes* notes, Progress* progress) {
-  for (const std::string& m : TakeLibraryMessages()) {
+void ShowLibraryMessages(Denoiser* denoiser, LibraryNotes* notes,
+                         Progress* progress) {
+  for (const std::string& m : TakeLibraryMessages(&denoiser->log)) {
     if (!notes->shown.insert(m).second) {
       ++notes->repeats;
       continue;
@@ -102,6 +106,65 @@ void PrintScoreHeader(FILE* report, const char* first_column) {
                "plane", "PSNR in", "PSNR out", "gain", "SSIM in", "SSIM out");
 }
 
+// Binary video on a terminal is garbage on the screen and a stuck terminal.
+bool RefuseTerminalOutput(const Options& o) {
+  if (!OutputIsTerminal(o.output)) return false;
+  PrintError(
+      (o.output == "-" ? std::string("standard output") : o.output) +
+      " is a terminal, and vdenoise writes binary video; name an output "
+      "file, or send standard output to a file or a program, e.g.\n"
+      "  vdenoise IN - > out.y4m\n"
+      "  vdenoise IN - | ffmpeg -f yuv4mpegpipe -i - out.mp4");
+  return true;
+}
+
+// Decides whether an existing output file may be replaced: -y yes, -n no,
+// otherwise ask when standard input is a terminal that carries no video,
+// and refuse when it is not.
+bool MayReplaceOutput(const Options& o) {
+  if (!OutputWouldReplace(o.output)) return true;
+  switch (o.overwrite) {
+    case Overwrite::kYes:
+      return true;
+    case Overwrite::kNo:
+      PrintError(o.output + " already exists and -n says never to overwrite");
+      return false;
+    case Overwrite::kAsk:
+      break;
+  }
+  if (o.input != "-" && o.reference != "-" && isatty(STDIN_FILENO) == 1) {
+    if (AskYesNo(stdin, stderr, "vdenoise: " + o.output +
+                                    " already exists. Overwrite?")) {
+      return true;
+    }
+    PrintError("not overwriting " + o.output);
+    return false;
+  }
+  PrintError(o.output + " already exists; give -y to overwrite it");
+  return false;
+}
+
+// Frames named by --png-frames that the run never reached.
+void WarnMissingPictures(const Options& o, const std::set<int64_t>& pictured,
+                         int64_t done) {
+  std::vector<int64_t> missing;
+  for (int64_t n : o.png_frames) {
+    if (!pictured.count(n)) missing.push_back(n);
+  }
+  if (missing.empty() || done == 0) return;
+  std::sort(missing.begin(), missing.end());
+  missing.erase(std::unique(missing.begin(), missing.end()), missing.end());
+  std::string list;
+  for (int64_t n : missing) {
+    list += (list.empty() ? "" : ", ") + std::to_string(n);
+  }
+  const int64_t first = o.skip, last = o.skip + done - 1;
+  PrintWarning(std::string(missing.size() == 1 ? "no picture of frame "
+                                               : "no pictures of frames ") +
+               list + ": the frames denoised are " + std::to_string(first) +
+               (first == last ? std::string() : " to " + std::to_string(last)));
+}
+
 }  // namespace
 
 void PrintError(const std::string& message) {
@@ -114,6 +177,7 @@ void PrintWarning(const std::string& message) {
 
 int RunDenoise(const Options& o) {
   std::string error;
+  if (RefuseTerminalOutput(o)) return kExitUsage;
 
   // Everything that can be checked before touching the output.
   std::vector<ScheduleEntry> schedule;
@@ -168,11 +232,29 @@ int RunDenoise(const Options& o) {
   }
   const int width = input.width, height = input.height;
   const bool full_range = input.is_y4m && input.y4m.full_range;
+  const std::string odd = OddSizeAdvice(width, height);
+  if (!odd.empty()) {
+    PrintError(input.name + ": " + odd);
+    CloseFrameReader(&input);
+    CloseFrameReader(&reference);
+    return kExitInput;
+  }
+  if (!MayReplaceOutput(o)) {
+    CloseFrameReader(&input);
+    CloseFrameReader(&reference);
+    return kExitUsage;
+  }
 
-  InstallLibraryLog(o.verbose ? stderr : nullptr);
-  if (!StartDenoiser(width, height, o.config, &error)) {
+  Denoiser denoiser;
+  DenoiserSetup setup;
+  setup.width = width;
+  setup.height = height;
+  setup.threads = o.threads;
+  setup.method = o.method;
+  setup.config = o.config;
+  setup.verbose = o.verbose;
+  if (!StartDenoiser(setup, &denoiser, &error)) {
     PrintError(error);
-    RemoveLibraryLog();
     CloseFrameReader(&input);
     CloseFrameReader(&reference);
     return kExitLibrary;
@@ -183,8 +265,7 @@ int RunDenoise(const Options& o) {
   bool output_open = false;
   auto finish = [&](int code) {
     if (output_open) AbortOutput(&output);
-    StopDenoiser();
-    RemoveLibraryLog();
+    StopDenoiser(&denoiser);
     CloseFrameReader(&input);
     CloseFrameReader(&reference);
     return code;
@@ -207,18 +288,21 @@ int RunDenoise(const Options& o) {
     }
   }
 
+  // Frames go to the library in the input's own layout (I420 for
+  // YUV4MPEG2) and come back in it; planar copies are made only for the
+  // report and the pictures.
   const size_t frame_bytes = input.frame_bytes;
-  const bool native_i420 = input.format == PixelFormat::kI420;
+  const PixelFormat layout = input.format;
   const bool need_copies = have_reference || !o.png_dir.empty();
-  std::vector<uint8_t> read_buffer(frame_bytes + kConversionSlack);
-  std::vector<uint8_t> nv21_in(frame_bytes + kConversionSlack);
-  std::vector<uint8_t> nv21_out(frame_bytes + kConversionSlack);
-  std::vector<uint8_t> ref_buffer(have_reference ? frame_bytes + kConversionSlack : 0);
+  std::vector<uint8_t> frame_in(frame_bytes), frame_out(frame_bytes);
+  std::vector<uint8_t> ref_buffer(have_reference ? frame_bytes : 0);
   FrameCopies copies[2];
-  for (FrameCopies& c : copies) {
-    c.input.resize(frame_bytes + kConversionSlack);
-    c.output.resize(frame_bytes + kConversionSlack);
-    if (have_reference) c.reference.resize(frame_bytes + kConversionSlack);
+  if (need_copies) {
+    for (FrameCopies& c : copies) {
+      c.input.resize(frame_bytes);
+      c.output.resize(frame_bytes);
+      if (have_reference) c.reference.resize(frame_bytes);
+    }
   }
   const std::set<int64_t> png_frames(o.png_frames.begin(), o.png_frames.end());
   std::set<int64_t> pictured;
@@ -227,11 +311,12 @@ int RunDenoise(const Options& o) {
   // reference as well so that the two stay aligned.
   bool reference_live = have_reference;
   for (int64_t i = 0; i < o.skip; ++i) {
-    ReadResult r = ReadFrame(&input, read_buffer.data(), &error);
+    ReadResult r = ReadFrame(&input, frame_in.data(), &error);
     if (r != ReadResult::kFrame) {
       if (r == ReadResult::kEnd || r == ReadResult::kTruncated) {
-        PrintError(input.name + " has only " + std::to_string(input.frames_read) +
-                   " whole frames; --skip " + std::to_string(o.skip) +
+        PrintError(input.name + " has only " +
+                   CountOf(input.frames_read, "whole frame") + "; --skip " +
+                   std::to_string(o.skip) +
                    " leaves none to denoise");
       } else {
         PrintError(error);
@@ -258,13 +343,12 @@ int RunDenoise(const Options& o) {
   int current = 0;
   bool have_previous = false;
   const double start = NowSeconds();
-  ResetLibraryTiming();
+  double library_seconds = 0;
 
   while (o.max_frames < 0 || done < o.max_frames) {
     FrameCopies& f = copies[current];
     const int64_t number = input.frames_read;  // counted from the input's start
-    uint8_t* in_i420 = native_i420 ? f.input.data() : nullptr;
-    ReadResult r = ReadFrame(&input, native_i420 ? f.input.data() : nv21_in.data(), &error);
+    ReadResult r = ReadFrame(&input, frame_in.data(), &error);
     if (r == ReadResult::kEnd) break;
     if (r == ReadResult::kTruncated) {
       truncated = true;
@@ -278,32 +362,31 @@ int RunDenoise(const Options& o) {
     }
     f.number = number;
     f.setting = ScheduleAt(schedule, number, defaults);
-    if (native_i420) {
-      I420ToNV21(in_i420, nv21_in.data(), width, height);
-    } else if (need_copies) {
-      NV21ToI420(nv21_in.data(), f.input.data(), width, height);
-    }
-    if (!DenoiseFrame(nv21_in.data(), nv21_out.data(), width, height,
-                      f.setting.type, f.setting.iso, &error)) {
+    const double t0 = NowSeconds();
+    const bool denoised =
+        DenoiseFrame(&denoiser, layout, frame_in.data(), layout,
+                     frame_out.data(), width, height, f.setting.type,
+                     f.setting.iso, &error);
+    library_seconds += NowSeconds() - t0;
+    if (!denoised) {
       ClearProgress(&progress);
       PrintError("frame " + std::to_string(number) + ": " + error);
       return finish(kExitLibrary);
     }
-    ShowLibraryMessages(&notes, &progress);
-    bool written;
-    if (native_i420) {
-      NV21ToI420(nv21_out.data(), f.output.data(), width, height);
-      static const char kMarker[] = "FRAME\n";
-      written = (!input.is_y4m ||
-                 WriteOutput(&output, kMarker, sizeof(kMarker) - 1, &error)) &&
-                WriteOutput(&output, f.output.data(), frame_bytes, &error);
-    } else {
-      written = WriteOutput(&output, nv21_out.data(), frame_bytes, &error);
-      if (need_copies) NV21ToI420(nv21_out.data(), f.output.data(), width, height);
+    ShowLibraryMessages(&denoiser, &notes, &progress);
+    // A FRAME line's own fields travel with the frame.
+    const std::string marker = FormatY4mFrameLine(input.frame_params);
+    const bool written =
+        (!input.is_y4m ||
+         WriteOutput(&output, marker.data(), marker.size(), &error)) &&
+        WriteOutput(&output, frame_out.data(), frame_bytes, &error);
+    if (need_copies) {
+      CopyToI420(layout, frame_in.data(), f.input.data(), width, height);
+      CopyToI420(layout, frame_out.data(), f.output.data(), width, height);
     }
     if (!written) {
       ClearProgress(&progress);
-      PrintError(error + " (after " + std::to_string(done) + " frames)");
+      PrintError(error + " (after " + CountOf(done, "frame") + ")");
       return finish(kExitOutput);
     }
     ++done;
@@ -313,19 +396,16 @@ int RunDenoise(const Options& o) {
       std::string ref_error;
       ReadResult rr = ReadFrame(&reference, ref_buffer.data(), &ref_error);
       if (rr == ReadResult::kFrame) {
-        if (reference.format == PixelFormat::kI420) {
-          std::copy(ref_buffer.begin(), ref_buffer.begin() + frame_bytes, f.reference.begin());
-        } else {
-          NV21ToI420(ref_buffer.data(), f.reference.data(), width, height);
-        }
+        CopyToI420(reference.format, ref_buffer.data(), f.reference.data(),
+                   width, height);
         f.has_reference = true;
       } else {
         reference_live = false;
         ClearProgress(&progress);
         PrintWarning(rr == ReadResult::kEnd || rr == ReadResult::kTruncated
                          ? "the reference ends after " +
-                               std::to_string(reference.frames_read) +
-                               " frames; the quality report covers only the "
+                               CountOf(reference.frames_read, "frame") +
+                               "; the quality report covers only the "
                                "frames before that"
                          : "reference: " + ref_error +
                                "; the quality report stops here");
@@ -381,16 +461,16 @@ int RunDenoise(const Options& o) {
     return finish(kExitOutput);
   }
   output_open = false;
-  ShowLibraryMessages(&notes, &progress);
-  const LibraryTiming timing = GetLibraryTiming();
+  ShowLibraryMessages(&denoiser, &notes, &progress);
+  WarnMissingPictures(o, pictured, done);
 
   if (in_totals.frames > 0) {
     if (o.per_frame) std::fputc('\n', report);
     std::fprintf(report,
-                 "quality against %s over %" PRId64
-                 " frames (PSNR of the mean MSE; SSIM: Gaussian 11x11 window, "
-                 "sigma 1.5, mean over frames):\n",
-                 o.reference.c_str(), in_totals.frames);
+                 "quality against %s over %s (PSNR of the mean MSE; SSIM: "
+                 "Gaussian 11x11 window, sigma 1.5, mean over frames):\n",
+                 o.reference.c_str(),
+                 CountOf(in_totals.frames, "frame").c_str());
     PrintScoreHeader(report, "");
     for (int p = 0; p < 3; ++p) {
       double pin = MeanPsnr(in_totals, p), pout = MeanPsnr(out_totals, p);
@@ -404,31 +484,31 @@ int RunDenoise(const Options& o) {
   }
   if (notes.repeats > 0) {
     PrintWarning("the library repeated its messages " +
-                 std::to_string(notes.repeats) + " more times");
+                 CountOf(notes.repeats, "more time"));
   }
   if (!o.quiet) {
     char line[256];
-    std::snprintf(line, sizeof(line),
-                  "vdenoise: %" PRId64 " frames in %.2f s (%.1f fps)", done,
-                  seconds, seconds > 0 ? done / seconds : 0.0);
+    std::snprintf(line, sizeof(line), "vdenoise: %s in %.2f s (%.1f fps)",
+                  CountOf(done, "frame").c_str(), seconds,
+                  seconds > 0 ? done / seconds : 0.0);
     std::string summary = line;
-    if (timing.lines > 0) {
-      std::snprintf(line, sizeof(line), ", library %.1f ms per frame",
-                    static_cast<double>(timing.total_ms) / timing.lines);
-      summary += line;
-    } else {
-      summary += ", no library timing lines";
-    }
+    std::snprintf(line, sizeof(line), ", library %.1f ms per frame (%s, %s)",
+                  done > 0 ? 1000 * library_seconds / done : 0.0,
+                  MethodName(o.method),
+                  CountOf(ResolvedThreads(o.threads), "thread").c_str());
+    summary += line;
     std::fprintf(stderr, "%s -> %s\n", summary.c_str(),
                  o.output == "-" ? "standard output" : o.output.c_str());
   }
-  StopDenoiser();
-  RemoveLibraryLog();
+  StopDenoiser(&denoiser);
   CloseFrameReader(&input);
   CloseFrameReader(&reference);
   if (truncated) {
-    PrintError(truncation + "; the " + std::to_string(done) +
-               " whole frames before it were written to " +
+    PrintError(truncation + "; " +
+               (done == 1 ? std::string("the whole frame before it was")
+                          : "the " + std::to_string(done) +
+                                " whole frames before it were") +
+               " written to " +
                (o.output == "-" ? std::string("standard output") : o.output));
     return kExitTruncated;
   }

@@ -131,8 +131,9 @@ bool ParseY4mHeader(const std::string& line, Y4mHeader* header,
         break;
       }
       case 'F':
+        // F0:0 says the rate is unknown; it is kept and written back.
         if (!ParseRatio(value, &header->fps_num, &header->fps_den) ||
-            header->fps_num == 0 || header->fps_den == 0) {
+            (header->fps_num == 0) != (header->fps_den == 0)) {
           *error = "bad frame rate field \"" + field +
                    "\" in the YUV4MPEG2 header (expected F<num>:<den>)";
           return false;
@@ -212,7 +213,8 @@ bool CheckY4mUsable(const Y4mHeader& header, std::string* error) {
   return true;
 }
 
-bool ParseY4mFrameLine(const std::string& line, std::string* error) {
+bool ParseY4mFrameLine(const std::string& line, std::string* params,
+                       std::string* error) {
   if (line.compare(0, 5, "FRAME") != 0 ||
       (line.size() > 5 && line[5] != ' ')) {
     std::string shown = line.substr(0, 16);
@@ -222,7 +224,12 @@ bool ParseY4mFrameLine(const std::string& line, std::string* error) {
     *error = "expected a \"FRAME\" marker, found \"" + shown + "\"";
     return false;
   }
+  if (params) *params = line.substr(5);
   return true;
+}
+
+std::string FormatY4mFrameLine(const std::string& params) {
+  return "FRAME" + params + "\n";
 }
 
 std::string FormatY4mHeader(const Y4mHeader& header) {

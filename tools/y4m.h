@@ -21,7 +21,7 @@ enum class Y4mChroma { k420, k422, k444, k411, kMono };
 struct Y4mHeader {
   int width = 0;
   int height = 0;
-  int fps_num = 0;  // 0 when the stream gives no rate
+  int fps_num = 0;  // 0:0 when the stream gives no rate or F0:0 (unknown)
   int fps_den = 0;
   char interlace = 'p';  // p, t, b, m or ? (absent means progressive)
   int aspect_num = 0;    // 0:0 when unknown
@@ -51,8 +51,15 @@ bool ParseY4mHeader(const std::string& line, Y4mHeader* header,
 // that converts the stream.
 bool CheckY4mUsable(const Y4mHeader& header, std::string* error);
 
-// Checks a FRAME line (without its newline).
-bool ParseY4mFrameLine(const std::string& line, std::string* error);
+// Checks a FRAME line (without its newline). |params| (may be null)
+// receives the frame's own fields exactly as written, with their leading
+// space ("" for a plain marker), to be written back with the frame.
+bool ParseY4mFrameLine(const std::string& line, std::string* params,
+                       std::string* error);
+
+// A FRAME line carrying |params| as ParseY4mFrameLine returned them,
+// newline included.
+std::string FormatY4mFrameLine(const std::string& params);
 
 // The header line, newline included.
 std::string FormatY4mHeader(const Y4mHeader& header);

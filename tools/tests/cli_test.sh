@@ -110,6 +110,54 @@ check "yuv420p is i420" cmp -s alias_out.i420 two_out.i420
 head -c $((2 * FRAME)) /dev/urandom >two.nv21
 run 0 "raw nv21" -s 176x144 --pix-fmt nv21 two.nv21 two_out.nv21
 check "raw nv21 size" [ "$(stat -c %s two_out.nv21)" -eq $((2 * FRAME)) ]
+# The same pictures as NV12 (chroma pairs swapped) come out as the same
+# pictures, swapped the same way.
+swap_pairs() {
+  perl -e 'binmode STDIN; binmode STDOUT; local $/; my $d = <STDIN>;
+    my ($n, $f) = ('$((W * H))', '$FRAME');
+    for (my $o = 0; $o < length($d); $o += $f) {
+      for (my $i = $o + $n; $i < $o + $f; $i += 2) {
+        my $a = substr($d, $i, 1);
+        substr($d, $i, 1) = substr($d, $i + 1, 1);
+        substr($d, $i + 1, 1) = $a;
+      }
+    }
+    print $d;'
+}
+swap_pairs <two.nv21 >two.nv12
+run 0 "raw nv12" -s 176x144 -pix_fmt nv12 two.nv12 two_out.nv12
+check "nv12 gives the nv21 pictures" cmp -s <(swap_pairs <two_out.nv12) two_out.nv21
+# YUV4MPEG2 frames reach the library as I420, like raw I420 frames.
+{ printf '%s\n' "$HEADER"; printf 'FRAME\n'; cat one.i420; printf 'FRAME\n'; cat one.i420; } >two.y4m
+run 0 "y4m of the raw frames" two.y4m two_out.y4m
+{
+  tail -c +$(( ${#HEADER} + 1 + 6 + 1 )) two_out.y4m | head -c $FRAME
+  tail -c +$(( ${#HEADER} + 1 + 2 * 6 + FRAME + 1 )) two_out.y4m | head -c $FRAME
+} >two_y4m_frames.i420
+check "y4m and raw i420 give the same pictures" cmp -s two_y4m_frames.i420 two_out.i420
+
+# Any even size, portrait as well; the number of threads does not change
+# the bytes.
+make_y4m wide.y4m 854 480 2
+run 0 "854x480" wide.y4m wide_out.y4m
+check "854x480 output size" [ "$(stat -c %s wide_out.y4m)" -eq "$(stat -c %s wide.y4m)" ]
+make_y4m tall.y4m 360 640 2
+run 0 "portrait" --threads 3 tall.y4m tall3.y4m
+run 0 "portrait, one thread" --threads 1 tall.y4m tall1.y4m
+check "threads do not change the bytes" cmp -s tall1.y4m tall3.y4m
+check "summary names method and threads" has "(fuzzy, 1 thread)" err.txt
+
+# Methods.
+run 0 "temporal method" --method temporal in.y4m temporal.y4m
+check "temporal output size" [ "$(stat -c %s temporal.y4m)" -eq "$IN_SIZE" ]
+check "summary names the method" has "(temporal, " err.txt
+run 1 "unknown method" --method magic in.y4m x.y4m
+check "methods listed" has "takes fuzzy, temporal or adaptive" err.txt
+if "$VD" --method adaptive in.y4m adaptive.y4m 2>err.txt; then
+  check "adaptive output size" [ "$(stat -c %s adaptive.y4m)" -eq "$IN_SIZE" ]
+else
+  check "adaptive missing is explained" has "does not have that method yet" err.txt
+fi
 
 # Quality report against a reference: the input against itself is
 # infinite PSNR.
@@ -133,7 +181,7 @@ check "size mismatch message" has "is 96x96 but the input is 176x144" err.txt
 # Schedule: valid file runs; the type change is the library's business.
 printf '# frame type iso\n0 0 100\n3 6 800\n' >sched.txt
 run 0 "schedule" --schedule sched.txt in.y4m sched_out.y4m
-run 0 "schedule verbose" --verbose --schedule sched.txt in.y4m sched_out.y4m
+run 0 "schedule verbose" -y --verbose --schedule sched.txt in.y4m sched_out.y4m
 check "schedule reaches the library" has "iISO:800, eType:6" err.txt
 check "schedule starts with its first line" has "iISO:100, eType:0" err.txt
 
@@ -141,7 +189,8 @@ check "schedule starts with its first line" has "iISO:100, eType:0" err.txt
 if "$VD" --help | grep -q "no PNG support"; then
   run 1 "png without libpng" --png shots in.y4m png_out.y4m
 else
-  run 0 "png" --png shots --png-frames 1,last --reference in.y4m in.y4m png_out.y4m
+  run 0 "png" --png shots --png-frames 1,last,99 --reference in.y4m in.y4m png_out.y4m
+  check "a frame beyond the clip is a warning" has "no picture of frame 99: the frames denoised are 0 to 5" err.txt
   check "picture of frame 1" [ -s shots/frame_000001.png ]
   check "picture of the last frame" [ -s shots/frame_000005.png ]
   check "only the chosen pictures" [ "$(ls shots | wc -l)" -eq 2 ]
@@ -155,16 +204,96 @@ check "help names the SSIM window" has "Gaussian 11x11 window (sigma 1.5, K1 0.0
 run 0 "version" --version
 check "version line" has "^vdenoise " out.txt
 
-# The demo, kept short: two frames per level.
-run 0 "demo" --demo --frames 2 --out demo_out -q
+# The demo, kept short: two frames per level, clips kept.
+run 0 "demo" --demo --frames 2 --out demo_out --keep-clips -q
 check "demo table has a row per level" [ "$(grep -cE '^ +[0-3] +[0-9]+ +[0-9]+ +noisy ' out.txt)" -eq 4 ]
-check "demo table has denoised rows" [ "$(grep -c ' denoised ' out.txt)" -eq 4 ]
-check "demo clips" [ "$(ls demo_out/denoised_level*.y4m | wc -l)" -eq 4 ]
-check "demo clip size" [ "$(stat -c %s demo_out/denoised_level3.y4m)" -eq $(( $(head -n 1 demo_out/denoised_level3.y4m | wc -c) + 2 * (1920 * 1080 * 3 / 2 + 6) )) ]
-if ! "$VD" --help | grep -q "no PNG support"; then
+check "demo table has fuzzy rows" [ "$(grep -c ' fuzzy ' out.txt)" -eq 4 ]
+check "demo clips" [ "$(ls demo_out/fuzzy_level*.y4m | wc -l)" -eq 4 ]
+check "demo clip size" [ "$(stat -c %s demo_out/fuzzy_level3.y4m)" -eq $(( $(head -n 1 demo_out/fuzzy_level3.y4m | wc -c) + 2 * (1920 * 1080 * 3 / 2 + 6) )) ]
+png=1
+"$VD" --help | grep -q "no PNG support" && png=0
+if [ $png -eq 1 ]; then
   check "demo pictures" [ "$(ls demo_out/level*.png | wc -l)" -eq 4 ]
 fi
 run 1 "demo takes no files" --demo in.y4m
+# Without --out: the build directory when run from it, else a temporary
+# folder it names; clips only when asked.
+run 0 "demo in the build directory" --demo --frames 1 -q
+build_dir=$(dirname "$(dirname "$VD")")
+check "demo names the build directory" has "written to $build_dir/vdenoise-demo/" out.txt
+check "demo keeps no clips unless asked" [ "$(ls "$build_dir/vdenoise-demo" | grep -c '\.y4m$')" -eq 0 ]
+elsewhere=$(mktemp -d /tmp/vdenoise-cli-XXXXXX)
+cp "$VD" "$elsewhere/vdenoise"
+mkdir -p tmp
+TMPDIR="$PWD/tmp" "$elsewhere/vdenoise" --demo --frames 1 -q >out.txt 2>err.txt
+check "installed demo exits 0" [ $? -eq 0 ]
+check "installed demo names its temporary folder" has "written to a new temporary folder, $PWD/tmp/vdenoise-demo-" out.txt
+[ $png -eq 1 ] && check "installed demo writes there" [ "$(ls tmp/vdenoise-demo-*/level*.png | wc -l)" -eq 4 ]
+check "installed demo leaves the current directory alone" [ ! -e vdenoise-demo ]
+rm -rf "$elsewhere"
+
+# --- Habits from ffmpeg -----------------------------------------------------
+
+# Overwriting: refused without -y when nobody can be asked, never with -n,
+# asked on a terminal.
+cp out.y4m keep.y4m
+run 1 "existing output refused" in.y4m keep.y4m </dev/null
+check "refusal says -y" has "keep.y4m already exists; give -y to overwrite it" err.txt
+run 1 "-n never overwrites" -n in.y4m keep.y4m
+check "-n message" has "-n says never to overwrite" err.txt
+check "refused output untouched" cmp -s keep.y4m out.y4m
+run 0 "-y overwrites" -y --frames 1 in.y4m keep.y4m </dev/null
+check "-y replaced the file" [ "$(stat -c %s keep.y4m)" -eq $(( ${#HEADER} + 1 + FRAME + 6 )) ]
+check "1 frame, not 1 frames" has "vdenoise: 1 frame in" err.txt
+if command -v script >/dev/null 2>&1; then
+  printf 'n\n' | script -qec "'$VD' in.y4m keep.y4m" /dev/null >tty.txt 2>&1
+  check "asks on a terminal" has "keep.y4m already exists. Overwrite? \[y/N\]" tty.txt
+  check "no keeps the file" [ "$(stat -c %s keep.y4m)" -eq $(( ${#HEADER} + 1 + FRAME + 6 )) ]
+  printf 'y\n' | script -qec "'$VD' in.y4m keep.y4m" /dev/null >tty.txt 2>&1
+  check "yes replaces the file" cmp -s keep.y4m out.y4m
+  # Binary video is not sent to a terminal.
+  script -qec "'$VD' in.y4m -; echo \"exit=\$?\"" /dev/null >tty.txt 2>&1
+  check "terminal output refused" has "exit=1" tty.txt
+  check "terminal hint" has "vdenoise IN - > out.y4m" tty.txt
+fi
+
+# Through a symbolic link: the target is replaced, the link and the
+# target's permission bits stay.
+mkdir -p real
+cp in.y4m real/target.y4m
+chmod 600 real/target.y4m
+ln -sf real/target.y4m link.y4m
+run 0 "write through a link" -y in.y4m link.y4m
+check "the link stays a link" [ -L link.y4m ]
+check "the target holds the output" cmp -s real/target.y4m out.y4m
+check "the target keeps its permissions" [ "$(stat -c %a real/target.y4m)" = 600 ]
+check "no temporary file beside the target" [ "$(ls -A real | wc -l)" -eq 1 ]
+
+# ffmpeg's names: pipe:, -i, size names, -pix_fmt, -V, and a typo.
+"$VD" -q -i pipe: pipe:1 <in.y4m >piped3.y4m
+check "pipe: and pipe:1" cmp -s piped3.y4m out.y4m
+run 0 "size name and -pix_fmt" -s qcif -pix_fmt yuv420p two.i420 named_out.i420
+check "qcif is 176x144" cmp -s named_out.i420 two_out.i420
+run 1 "pipe:2 refused" in.y4m pipe:2
+check "other descriptors through /dev/fd" has "/dev/fd/N" err.txt
+run 0 "-V" -V
+check "-V is --version" has "^vdenoise " out.txt
+run 1 "typo" --refrence in.y4m in.y4m x.y4m
+check "did you mean" has "unknown option --refrence (did you mean --reference?)" err.txt
+
+# YUV4MPEG2: an unknown rate (F0:0) and each FRAME line's fields pass
+# through.
+{
+  printf 'YUV4MPEG2 W%d H%d F0:0 Ip A0:0 C420jpeg\n' $W $H
+  for i in 0 1 2; do
+    printf 'FRAME XFRAME=%d\n' "$i"
+    head -c $FRAME /dev/urandom
+  done
+} >params.y4m
+run 0 "F0:0 and FRAME fields" params.y4m params_out.y4m
+check "F0:0 kept" [ "$(head -n 1 params_out.y4m)" = "YUV4MPEG2 W176 H144 F0:0 Ip A0:0 C420jpeg" ]
+check "FRAME fields kept" [ "$(grep -ao 'FRAME XFRAME=[0-2]' params_out.y4m | sort -u | wc -l)" -eq 3 ]
+check "same size as the input" [ "$(stat -c %s params_out.y4m)" -eq "$(stat -c %s params.y4m)" ]
 
 # --- Errors ---------------------------------------------------------------
 
@@ -203,11 +332,17 @@ printf 'YUV4MPEG2 W176 F25:1\n' >noheight.y4m
 run 2 "malformed header" noheight.y4m x.y4m
 check "malformed header named" has "no height (H) field" err.txt
 
-make_y4m odd.y4m 100 96 2
-run 3 "size the library refuses" odd.y4m x.y4m
-check "library's own words" has "Input width:100 is multiple of 16!" err.txt
-check "size hint" has "ffmpeg -i in.y4m -vf crop=96:96" err.txt
+make_y4m odd.y4m 175 144 2
+run 2 "odd size" odd.y4m x.y4m
+check "odd size reason" has "odd.y4m: 175x144 has an odd width" err.txt
+check "odd size hint" has "ffmpeg -i in.y4m -vf crop=174:144:0:0" err.txt
 check "no output after a refusal" [ ! -e x.y4m ]
+make_y4m tiny.y4m 8 8 1
+run 3 "a size the library refuses" tiny.y4m x.y4m
+check "library's status" has "the denoiser refused 8x8 frames (" err.txt
+check "library's own words" has "the library says:" err.txt
+run 1 "odd raw size" -s 175x144 --pix-fmt nv21 two.nv21 x.nv21
+check "odd raw size reason" has "option -s 175x144: 175x144 has an odd width" err.txt
 
 # Truncated last frame: exit 5, the whole frames are kept.
 head -c $(( ${#HEADER} + 1 + 3 * (FRAME + 6) + 1000 )) in.y4m >cut.y4m
@@ -278,7 +413,7 @@ if command -v script >/dev/null 2>&1; then
   make_y4m long.y4m $W $H 40
   script -qec "'$VD' long.y4m long_out.y4m" /dev/null >tty.txt 2>&1
   check "progress line on a terminal" has "frame [0-9]*/40" tty.txt
-  script -qec "'$VD' -q long.y4m long_out.y4m" /dev/null >tty_quiet.txt 2>&1
+  script -qec "'$VD' -y -q long.y4m long_out.y4m" /dev/null >tty_quiet.txt 2>&1
   check "--quiet silences the progress line" lacks "frame [0-9]*/40" tty_quiet.txt
 fi
 

@@ -172,5 +172,24 @@ TEST(DemoLevelsTest, EachPairReachesItsLevelFromAFreshDenoiser) {
   for (int i = 1; i < 4; ++i) EXPECT_GT(kDemoLevels[i].iso, kDemoLevels[i - 1].iso);
 }
 
+TEST(DemoOutputTest, StaysSmallAndOutOfTheWay) {
+  // 1080p frames with their markers: 400 MB hold 134 of them, so four
+  // clips of 24 fit whole and eight clips keep 16 frames each.
+  const long long frame = 1920ll * 1080 * 3 / 2 + 6;
+  EXPECT_EQ(DemoClipFrames(24, 4, frame), 24);
+  EXPECT_EQ(DemoClipFrames(24, 8, frame), 16);
+  EXPECT_EQ(DemoClipFrames(300, 4, frame), 33);
+  EXPECT_LE(4 * DemoClipFrames(300, 4, frame) * frame, kDemoClipBudgetBytes);
+  EXPECT_EQ(DemoClipFrames(5, 1000, frame), 1);  // never empty
+  // Into the build directory only when running from it.
+  EXPECT_EQ(DemoDirInBuild("/src/build/tools/vdenoise", "/src/build"),
+            "/src/build/vdenoise-demo");
+  EXPECT_EQ(DemoDirInBuild("/src/build/tools/vdenoise", "/src/build/"),
+            "/src/build/vdenoise-demo");
+  EXPECT_EQ(DemoDirInBuild("/usr/bin/vdenoise", "/src/build"), "");
+  EXPECT_EQ(DemoDirInBuild("/src/build2/vdenoise", "/src/build"), "");
+  EXPECT_EQ(DemoDirInBuild("", "/src/build"), "");
+}
+
 }  // namespace
 }  // namespace vdtool

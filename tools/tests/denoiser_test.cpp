@@ -2,92 +2,148 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <vector>
 
 #include "tools/frame_reader.h"
-#include "tools/library_log.h"
 
 namespace vdtool {
 namespace {
 
-TEST(SizeAdviceTest, AcceptedSizes) {
-  EXPECT_TRUE(SizeAccepted(96, 96));
-  EXPECT_TRUE(SizeAccepted(1920, 1080));
-  EXPECT_TRUE(SizeAccepted(176, 144));
-  EXPECT_FALSE(SizeAccepted(95, 96));
-  EXPECT_FALSE(SizeAccepted(1936, 1080));
-  EXPECT_FALSE(SizeAccepted(100, 96));
-  EXPECT_FALSE(SizeAccepted(96, 100));
-  EXPECT_FALSE(SizeAccepted(96, 1928));
+TEST(DenoiserTest, MethodsAndSizesByTheirNames) {
+  for (Method m : {Method::kFuzzy, Method::kTemporal, Method::kAdaptive}) {
+    Method back = Method::kFuzzy;
+    ASSERT_TRUE(ParseMethod(MethodName(m), &back)) << MethodName(m);
+    EXPECT_EQ(back, m);
+  }
+  Method m;
+  EXPECT_FALSE(ParseMethod("Fuzzy", &m));
+  EXPECT_FALSE(ParseMethod("", &m));
+  EXPECT_TRUE(MethodAvailable(Method::kFuzzy));
+  EXPECT_TRUE(MethodAvailable(Method::kTemporal));
+
+  EXPECT_EQ(OddSizeAdvice(854, 480), "");
+  EXPECT_EQ(OddSizeAdvice(1080, 1920), "");
+  const std::string odd = OddSizeAdvice(175, 144);
+  EXPECT_NE(odd.find("175x144 has an odd width,"), std::string::npos) << odd;
+  EXPECT_NE(odd.find("ffmpeg -i in.y4m -vf crop=174:144:0:0 "), std::string::npos);
+  EXPECT_NE(OddSizeAdvice(176, 99).find("odd height"), std::string::npos);
+  EXPECT_NE(OddSizeAdvice(1, 1).find("odd width and height"), std::string::npos);
+
+  EXPECT_EQ(ResolvedThreads(3), 3);
+  EXPECT_GE(ResolvedThreads(0), 1);
 }
 
-TEST(SizeAdviceTest, CropsPadsOrScalesToAnAcceptedSize) {
-  // Off the steps: crop to the steps below.
-  EXPECT_NE(SizeAdvice(1000, 750).find("-vf crop=992:744 "), std::string::npos);
-  EXPECT_NE(SizeAdvice(1000, 750).find("1000x750 is not one of them"),
-            std::string::npos);
-  // Too small: pad up.
-  EXPECT_NE(SizeAdvice(64, 48).find("-vf pad=96:96 "), std::string::npos);
-  EXPECT_NE(SizeAdvice(100, 90).find("-vf pad=112:96 "), std::string::npos);
-  // On the steps, in range, but cropping would drop below the minimum.
-  EXPECT_NE(SizeAdvice(100, 99).find("-vf crop=96:96 "), std::string::npos);
-  // Too large: scale down keeping the aspect ratio.
-  EXPECT_NE(SizeAdvice(3840, 2160).find("-vf scale=1920:1080 "), std::string::npos);
-  EXPECT_NE(SizeAdvice(2160, 3840).find("-vf scale=1072:1920 "), std::string::npos);
-  for (int w : {64, 100, 1000, 3840}) {
-    for (int h : {48, 99, 750, 2160}) {
-      std::string a = SizeAdvice(w, h);
-      EXPECT_NE(a.find("96 to 1920 pixels wide in steps of 16"), std::string::npos);
-      EXPECT_NE(a.find("ffmpeg -i in.y4m -vf "), std::string::npos);
+TEST(DenoiserTest, FrameViewsDescribeEachLayout) {
+  std::vector<uint8_t> b(FrameBytes420(8, 4));
+  uint8_t* p = b.data();
+  const vd_frame i420 = FrameView(PixelFormat::kI420, p, 8, 4);
+  EXPECT_EQ(i420.y, p);
+  EXPECT_EQ(i420.u, p + 32);
+  EXPECT_EQ(i420.v, p + 40);
+  EXPECT_EQ(i420.uv_pixel_stride, 1);
+  EXPECT_EQ(i420.uv_stride, 4);
+  const vd_frame nv21 = FrameView(PixelFormat::kNV21, p, 8, 4);
+  EXPECT_EQ(nv21.v, p + 32);
+  EXPECT_EQ(nv21.u, p + 33);
+  EXPECT_EQ(nv21.uv_pixel_stride, 2);
+  EXPECT_EQ(nv21.uv_stride, 8);
+  const vd_frame nv12 = FrameView(PixelFormat::kNV12, p, 8, 4);
+  EXPECT_EQ(nv12.u, p + 32);
+  EXPECT_EQ(nv12.v, p + 33);
+}
+
+// A smooth picture with a little deterministic noise.
+std::vector<uint8_t> Picture(int w, int h, int seed) {
+  std::vector<uint8_t> f(FrameBytes420(w, h));
+  uint32_t state = 12345u + seed;
+  for (size_t i = 0; i < f.size(); ++i) {
+    state = state * 1664525u + 1013904223u;
+    const int base = i < static_cast<size_t>(w) * h ? 60 + (i % w) / 4 : 128;
+    f[i] = static_cast<uint8_t>(base + ((state >> 24) & 7));
+  }
+  return f;
+}
+
+// The same clip given as I420 and as NV21 (and written back in either)
+// comes out as the same pictures: the layout is only a description.
+TEST(DenoiserTest, EveryLayoutGivesTheSamePictures) {
+  const int w = 854, h = 480;  // any even size
+  for (Method method : {Method::kFuzzy, Method::kTemporal}) {
+    DenoiserSetup setup;
+    setup.width = w;
+    setup.height = h;
+    setup.threads = 2;
+    setup.method = method;
+    Denoiser planar, interleaved;
+    std::string error;
+    ASSERT_TRUE(StartDenoiser(setup, &planar, &error)) << error;
+    ASSERT_TRUE(StartDenoiser(setup, &interleaved, &error)) << error;
+    for (int k = 0; k < 3; ++k) {
+      std::vector<uint8_t> in = Picture(w, h, k), out_planar(in.size());
+      // The NV21 form of the same picture.
+      std::vector<uint8_t> in_nv21(in.size()), out_nv21(in.size());
+      const size_t n = static_cast<size_t>(w) * h, q = n / 4;
+      std::copy(in.begin(), in.begin() + n, in_nv21.begin());
+      for (size_t i = 0; i < q; ++i) {
+        in_nv21[n + 2 * i] = in[n + q + i];
+        in_nv21[n + 2 * i + 1] = in[n + i];
+      }
+      ASSERT_TRUE(DenoiseFrame(&planar, PixelFormat::kI420, in.data(),
+                               PixelFormat::kI420, out_planar.data(), w, h, 0,
+                               400, &error))
+          << error;
+      ASSERT_TRUE(DenoiseFrame(&interleaved, PixelFormat::kNV21,
+                               in_nv21.data(), PixelFormat::kNV21,
+                               out_nv21.data(), w, h, 0, 400, &error))
+          << error;
+      std::vector<uint8_t> back(in.size());
+      CopyToI420(PixelFormat::kNV21, out_nv21.data(), back.data(), w, h);
+      EXPECT_EQ(back, out_planar) << MethodName(method) << " frame " << k;
     }
+    StopDenoiser(&planar);
+    StopDenoiser(&interleaved);
+    StopDenoiser(&planar);  // twice is fine
   }
 }
 
-TEST(DenoiserTest, ARefusedSizeCarriesTheLibrarysWordsAndAdvice) {
-  InstallLibraryLog(nullptr);
+TEST(DenoiserTest, RefusalsCarryTheReason) {
+  DenoiserSetup setup;
+  setup.width = 175;
+  setup.height = 144;
+  Denoiser d;
   std::string error;
-  EXPECT_FALSE(StartDenoiser(100, 96, "", &error));
-  EXPECT_NE(error.find("Input width:100 is multiple of 16!"), std::string::npos)
+  EXPECT_FALSE(StartDenoiser(setup, &d, &error));
+  EXPECT_NE(error.find("odd width"), std::string::npos) << error;
+  EXPECT_EQ(d.handle, nullptr);
+  // Sizes the library does not take, and a configuration file that is not
+  // there: the library's status and its own words.
+  setup.width = 8;
+  setup.height = 8;
+  EXPECT_FALSE(StartDenoiser(setup, &d, &error));
+  EXPECT_NE(error.find("the denoiser refused 8x8 frames ("), std::string::npos)
       << error;
-  EXPECT_NE(error.find("crop=96:96"), std::string::npos) << error;
-  EXPECT_FALSE(StartDenoiser(96, 2000, "", &error));
-  EXPECT_NE(error.find("Input height:2000 is invalid!range[96,1920]"),
+  EXPECT_NE(error.find("the library says:\n  vd_create: "), std::string::npos)
+      << error;
+  setup.width = 176;
+  setup.height = 144;
+  setup.config = "/nonexistent/vdenoise.cfg";
+  EXPECT_FALSE(StartDenoiser(setup, &d, &error));
+  EXPECT_NE(error.find("the denoiser could not be created ("),
             std::string::npos)
       << error;
-  RemoveLibraryLog();
-}
-
-TEST(DenoiserTest, DenoisesFramesOfTheCreatedSize) {
-  InstallLibraryLog(nullptr);
-  const int w = 96, h = 96;
-  std::string error;
-  ASSERT_TRUE(StartDenoiser(w, h, "", &error)) << error;
-  std::vector<uint8_t> src(FrameBytes420(w, h) + kConversionSlack, 120),
-      dst(src.size(), 0);
-  EXPECT_TRUE(DenoiseFrame(src.data(), dst.data(), w, h, 0, 100, &error)) << error;
-  // A frame larger than the created size is refused with the library's
-  // message.
-  std::vector<uint8_t> big(FrameBytes420(112, 96) + kConversionSlack, 120),
-      big_out(big.size());
-  EXPECT_FALSE(DenoiseFrame(big.data(), big_out.data(), 112, 96, 0, 100, &error));
-  EXPECT_NE(error.find("width:112 > MaxWidth:96"), std::string::npos) << error;
-  StopDenoiser();
-  RemoveLibraryLog();
-}
-
-TEST(DenoiserTest, ConversionsRoundTrip) {
-  const int w = 96, h = 96;
-  const size_t n = static_cast<size_t>(w) * h;
-  std::vector<uint8_t> i420(FrameBytes420(w, h) + kConversionSlack);
-  for (size_t i = 0; i < i420.size(); ++i) i420[i] = static_cast<uint8_t>(i * 31 + 7);
-  std::vector<uint8_t> nv21(i420.size()), back(i420.size());
-  I420ToNV21(i420.data(), nv21.data(), w, h);
-  // NV21 interleaves V then U.
-  EXPECT_EQ(nv21[n], i420[n + n / 4]);
-  EXPECT_EQ(nv21[n + 1], i420[n]);
-  NV21ToI420(nv21.data(), back.data(), w, h);
-  EXPECT_TRUE(std::equal(i420.begin(), i420.begin() + FrameBytes420(w, h),
-                         back.begin()));
+  EXPECT_NE(error.find("/nonexistent/vdenoise.cfg"), std::string::npos)
+      << error;
+  // A frame larger than the denoiser was made for.
+  setup.config.clear();
+  ASSERT_TRUE(StartDenoiser(setup, &d, &error)) << error;
+  std::vector<uint8_t> big(FrameBytes420(192, 144));
+  EXPECT_FALSE(DenoiseFrame(&d, PixelFormat::kI420, big.data(),
+                            PixelFormat::kI420, big.data(), 192, 144, 0, 100,
+                            &error));
+  EXPECT_NE(error.find("the denoiser failed on a frame ("), std::string::npos)
+      << error;
+  StopDenoiser(&d);
 }
 
 }  // namespace

@@ -45,6 +45,35 @@ $FF -f lavfi -i "$SRC" -frames:v 5 -pix_fmt yuv420p -f yuv4mpegpipe - |
   "$VD" -q - - | $FF -f yuv4mpegpipe -i - -f rawvideo -y back.yuv
 check "raw round trip size" [ "$(stat -c %s back.yuv)" -eq $((5 * 176 * 144 * 3 / 2)) ]
 
+# A raw camera dump of any even size in ffmpeg's own NV12 and I420 layouts,
+# through pipe: names: every frame arrives, and the two layouts carry the
+# same pictures (ffmpeg's repacking of NV12 to I420 is exact).
+RAW="testsrc2=size=854x480:rate=25"
+$FF -f lavfi -i "$RAW" -frames:v 4 -pix_fmt nv12 -f rawvideo - |
+  "$VD" -q -s 854x480 -pix_fmt nv12 pipe: pipe:1 >cam_out.nv12
+check "nv12 dump size" [ "$(stat -c %s cam_out.nv12)" -eq $((4 * 854 * 480 * 3 / 2)) ]
+$FF -f lavfi -i "$RAW" -frames:v 4 -pix_fmt yuv420p -f rawvideo - |
+  "$VD" -q -s 854x480 -pix_fmt yuv420p - cam_out.i420
+$FF -f rawvideo -pix_fmt nv12 -s 854x480 -i cam_out.nv12 -pix_fmt yuv420p \
+  -f rawvideo -y cam_nv12_as_i420.yuv
+check "nv12 and i420 dumps give the same pictures" cmp -s cam_nv12_as_i420.yuv cam_out.i420
+
+# An odd size (ffmpeg itself makes none, so written here) is refused with
+# a crop that works.
+{
+  printf 'YUV4MPEG2 W175 H144 F25:1 Ip C420jpeg\n'
+  for i in 1 2; do
+    printf 'FRAME\n'
+    head -c $((175 * 144 + 2 * 88 * 72)) /dev/urandom
+  done
+} >odd.y4m
+"$VD" odd.y4m x.y4m 2>err.txt
+check "odd size refused with exit 2" [ $? -eq 2 ]
+advice=$(grep -o "ffmpeg -i in.y4m .*out.y4m" err.txt | sed 's/in\.y4m/odd.y4m/; s/out\.y4m/-y even.y4m/')
+$FF ${advice#ffmpeg }
+"$VD" -q even.y4m even_out.y4m
+check "the advised crop works" [ $? -eq 0 ]
+
 # ffmpeg's own 4:2:2 and interlaced streams are refused with advice that
 # works.
 $FF -f lavfi -i "$SRC" -frames:v 2 -pix_fmt yuv422p -strict -1 -f yuv4mpegpipe -y c422.y4m

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "tools/tests/temp_dir.h"
@@ -54,12 +55,18 @@ TEST(FrameReaderTest, ReadsEveryFrameOfAYuv4mpegFileThenEnds) {
 TEST(FrameReaderTest, FrameMarkersMayCarryFields) {
   TempDir dir;
   const std::string path = dir.File("a.y4m");
-  ASSERT_TRUE(WriteFile(path, "YUV4MPEG2 W32 H16\nFRAME Ip XA=1\n" + FrameBytes(0)));
+  ASSERT_TRUE(WriteFile(path, "YUV4MPEG2 W32 H16\nFRAME Ip XA=1\n" +
+                                  FrameBytes(0) + "FRAME\n" + FrameBytes(1)));
   FrameReader r;
   std::string error;
   ASSERT_TRUE(OpenFrameReader(path, RawLayout(), &r, &error)) << error;
   std::vector<uint8_t> buf(kFrame);
   EXPECT_EQ(ReadFrame(&r, buf.data(), &error), ReadResult::kFrame) << error;
+  // Each frame's own fields, for the output's FRAME line.
+  EXPECT_EQ(r.frame_params, " Ip XA=1");
+  EXPECT_EQ(std::string(buf.begin(), buf.end()), FrameBytes(0));
+  EXPECT_EQ(ReadFrame(&r, buf.data(), &error), ReadResult::kFrame) << error;
+  EXPECT_EQ(r.frame_params, "");
   EXPECT_EQ(ReadFrame(&r, buf.data(), &error), ReadResult::kEnd);
   CloseFrameReader(&r);
 }
@@ -252,8 +259,22 @@ TEST(FrameReaderTest, SizeAndFormatWords) {
   EXPECT_EQ(w, 1920);
   EXPECT_EQ(h, 1080);
   for (const char* bad : {"", "x", "1920", "1920x", "x1080", "0x96", "96x0",
-                          "19 20x1080", "1920X1080", "-96x96", "1234567x96"}) {
+                          "19 20x1080", "1920X1080", "-96x96", "1234567x96",
+                          "HD720", "hd", "4K"}) {
     EXPECT_FALSE(ParseFrameSize(bad, &w, &h)) << bad;
+  }
+  // ffmpeg's names, as its -s takes them (4k is the cinema size).
+  struct Named {
+    const char* name;
+    int w, h;
+  };
+  for (const Named& n : {Named{"vga", 640, 480}, Named{"hd720", 1280, 720},
+                         Named{"hd1080", 1920, 1080}, Named{"4k", 4096, 2160},
+                         Named{"uhd2160", 3840, 2160}, Named{"qcif", 176, 144},
+                         Named{"pal", 720, 576}, Named{"ntsc-film", 352, 240}}) {
+    ASSERT_TRUE(ParseFrameSize(n.name, &w, &h)) << n.name;
+    EXPECT_EQ(w, n.w) << n.name;
+    EXPECT_EQ(h, n.h) << n.name;
   }
   PixelFormat f = PixelFormat::kNone;
   EXPECT_TRUE(ParsePixelFormat("nv21", &f));
@@ -262,11 +283,29 @@ TEST(FrameReaderTest, SizeAndFormatWords) {
   EXPECT_EQ(f, PixelFormat::kI420);
   EXPECT_TRUE(ParsePixelFormat("yuv420p", &f));
   EXPECT_EQ(f, PixelFormat::kI420);
-  EXPECT_FALSE(ParsePixelFormat("nv12", &f));
   EXPECT_FALSE(ParsePixelFormat("NV21", &f));
   EXPECT_STREQ(PixelFormatName(PixelFormat::kNV21), "nv21");
+  EXPECT_TRUE(ParsePixelFormat("nv12", &f));
+  EXPECT_EQ(f, PixelFormat::kNV12);
+  EXPECT_STREQ(PixelFormatName(PixelFormat::kNV12), "nv12");
   EXPECT_EQ(FrameBytes420(5, 3), 15u + 2 * 3 * 2);
   EXPECT_EQ(FrameBytes420(1920, 1080), 1920u * 1080 * 3 / 2);
+}
+
+TEST(FrameReaderTest, EveryLayoutCopiesToTheSamePlanes) {
+  // A 4x2 frame: luma 0..7, one row of two chroma pairs.
+  const std::vector<uint8_t> i420 = {0, 1, 2, 3, 4, 5, 6, 7, 20, 21, 30, 31};
+  const std::vector<uint8_t> nv21 = {0, 1, 2, 3, 4, 5, 6, 7, 30, 20, 31, 21};
+  const std::vector<uint8_t> nv12 = {0, 1, 2, 3, 4, 5, 6, 7, 20, 30, 21, 31};
+  std::vector<uint8_t> out(12, 0xee);
+  CopyToI420(PixelFormat::kNV21, nv21.data(), out.data(), 4, 2);
+  EXPECT_EQ(out, i420);
+  std::fill(out.begin(), out.end(), 0xee);
+  CopyToI420(PixelFormat::kNV12, nv12.data(), out.data(), 4, 2);
+  EXPECT_EQ(out, i420);
+  std::fill(out.begin(), out.end(), 0xee);
+  CopyToI420(PixelFormat::kI420, i420.data(), out.data(), 4, 2);
+  EXPECT_EQ(out, i420);
 }
 
 }  // namespace

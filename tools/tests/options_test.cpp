@@ -36,6 +36,8 @@ TEST(OptionsTest, PlainRunTakesDefaults) {
   EXPECT_EQ(o.output, "out.y4m");
   EXPECT_EQ(o.type, 0);
   EXPECT_EQ(o.iso, 100);
+  EXPECT_EQ(o.method, Method::kFuzzy);
+  EXPECT_EQ(o.threads, 0);
   EXPECT_EQ(o.max_frames, -1);
   EXPECT_EQ(o.skip, 0);
   EXPECT_EQ(o.raw.width, 0);
@@ -45,7 +47,8 @@ TEST(OptionsTest, PlainRunTakesDefaults) {
 }
 
 TEST(OptionsTest, EveryOptionInBothSpellings) {
-  Options o = Ok({"-s", "1920x1080", "--pix-fmt=nv21", "--type", "6",
+  Options o = Ok({"-s", "1920x1080", "--pix-fmt=nv12", "--method", "temporal",
+                  "--threads=3", "--type", "6",
                   "--iso=800", "--schedule", "s.txt", "--config=c.cfg",
                   "--frames", "30", "--skip=2", "--reference", "ref.nv21",
                   "--per-frame", "--png=shots", "--png-frames", "0,30,last",
@@ -53,7 +56,9 @@ TEST(OptionsTest, EveryOptionInBothSpellings) {
                   "-", "-"});
   EXPECT_EQ(o.raw.width, 1920);
   EXPECT_EQ(o.raw.height, 1080);
-  EXPECT_EQ(o.raw.format, PixelFormat::kNV21);
+  EXPECT_EQ(o.raw.format, PixelFormat::kNV12);
+  EXPECT_EQ(o.method, Method::kTemporal);
+  EXPECT_EQ(o.threads, 3);
   EXPECT_EQ(o.type, 6);
   EXPECT_EQ(o.iso, 800);
   EXPECT_EQ(o.schedule, "s.txt");
@@ -77,6 +82,10 @@ TEST(OptionsTest, EveryOptionInBothSpellings) {
 TEST(OptionsTest, PicturesDefaultToTheFirstAndLastFrame) {
   Options o = Ok({"--png", "d", "a", "b"});
   EXPECT_EQ(o.png_frames, (std::vector<int64_t>{0}));
+  // The first frame denoised, that is after the skipped ones.
+  o = Ok({"--png", "d", "--skip", "5", "a", "b"});
+  EXPECT_EQ(o.png_frames, (std::vector<int64_t>{5}));
+  EXPECT_TRUE(o.png_last);
   EXPECT_TRUE(o.png_last);
   o = Ok({"--png", "d", "--png-frames", "5", "a", "b"});
   EXPECT_EQ(o.png_frames, (std::vector<int64_t>{5}));
@@ -92,11 +101,13 @@ TEST(OptionsTest, DashDashEndsOptions) {
 TEST(OptionsTest, DemoTakesItsOwnOptionsOnly) {
   Options o = Ok({"--demo"});
   EXPECT_TRUE(o.demo);
-  EXPECT_EQ(o.demo_dir, "vdenoise-demo");
+  EXPECT_EQ(o.demo_dir, "");  // chosen when it runs
+  EXPECT_FALSE(o.keep_clips);
   EXPECT_EQ(o.max_frames, 24);
-  o = Ok({"--demo", "--out", "/tmp/x", "--frames", "5", "-q"});
+  o = Ok({"--demo", "--out", "/tmp/x", "--frames", "5", "-q", "--keep-clips"});
   EXPECT_EQ(o.demo_dir, "/tmp/x");
   EXPECT_EQ(o.max_frames, 5);
+  EXPECT_TRUE(o.keep_clips);
   EXPECT_NE(Refused({"--demo", "in.y4m"}).find("takes no input"), std::string::npos);
   EXPECT_NE(Refused({"--demo", "--iso", "400"}).find("--iso does not apply"),
             std::string::npos);
@@ -104,12 +115,17 @@ TEST(OptionsTest, DemoTakesItsOwnOptionsOnly) {
             std::string::npos);
   EXPECT_NE(Refused({"--out", "d", "a", "b"}).find("--out belongs to --demo"),
             std::string::npos);
+  EXPECT_NE(Refused({"--keep-clips", "a", "b"}).find("belongs to --demo"),
+            std::string::npos);
+  EXPECT_NE(Refused({"--demo", "-y"}).find("-y does not apply"),
+            std::string::npos);
 }
 
 TEST(OptionsTest, HelpAndVersionNeedNothingElse) {
   EXPECT_TRUE(Ok({"--help"}).help);
   EXPECT_TRUE(Ok({"-h"}).help);
   EXPECT_TRUE(Ok({"--version"}).version);
+  EXPECT_TRUE(Ok({"-V"}).version);
   EXPECT_TRUE(Ok({"a", "--help"}).help);
 }
 
@@ -121,20 +137,34 @@ TEST(OptionsTest, MistakesAreRefusedWithTheReason) {
             std::string::npos);
   EXPECT_EQ(Refused({"--bogus", "a", "b"}), "unknown option --bogus");
   EXPECT_EQ(Refused({"-x", "a", "b"}), "unknown option -x");
+  EXPECT_EQ(Refused({"--pixfmt", "nv21", "a", "b"}),
+            "unknown option --pixfmt (did you mean --pix-fmt?)");
   EXPECT_EQ(Refused({"a", "b", "--iso"}), "option --iso needs a value");
   EXPECT_NE(Refused({"--iso", "high", "a", "b"}).find("whole number"),
             std::string::npos);
   EXPECT_NE(Refused({"--iso", "-5", "a", "b"}).find("whole number"),
             std::string::npos);
   EXPECT_NE(Refused({"--frames", "0", "a", "b"}).find("from 1"), std::string::npos);
+  EXPECT_NE(Refused({"--method", "median", "a", "b"})
+                .find("takes fuzzy, temporal or adaptive"),
+            std::string::npos);
+  if (!MethodAvailable(Method::kAdaptive)) {
+    EXPECT_NE(Refused({"--method", "adaptive", "a", "b"}).find("not have"),
+              std::string::npos);
+  }
+  EXPECT_NE(Refused({"--threads", "-1", "a", "b"}).find("whole number"),
+            std::string::npos);
   EXPECT_NE(Refused({"-s", "1920*1080", "--pix-fmt", "nv21", "a", "b"})
                 .find("-s needs a size WxH"),
             std::string::npos);
   EXPECT_NE(Refused({"--pix-fmt", "rgb24", "-s", "96x96", "a", "b"})
-                .find("nv21 or i420"),
+                .find("nv21, nv12 or i420"),
             std::string::npos);
   EXPECT_EQ(Refused({"-s", "96x96", "a", "b"}),
-            "-s needs --pix-fmt nv21 or i420 as well");
+            "-s needs --pix-fmt nv21, nv12 or i420 as well");
+  EXPECT_NE(Refused({"-s", "175x144", "--pix-fmt", "nv21", "a", "b"})
+                .find("175x144 has an odd width"),
+            std::string::npos);
   EXPECT_EQ(Refused({"--pix-fmt", "nv21", "a", "b"}),
             "--pix-fmt needs the frame size -s WxH as well");
   EXPECT_NE(Refused({"--per-frame", "a", "b"}).find("--reference"),
@@ -153,14 +183,74 @@ TEST(OptionsTest, MistakesAreRefusedWithTheReason) {
   EXPECT_EQ(Refused({"--quiet=yes", "a", "b"}), "option --quiet takes no value");
 }
 
+TEST(OptionsTest, FfmpegHabits) {
+  // Overwriting: ask by default, -y always, -n never, not both.
+  EXPECT_EQ(Ok({"a", "b"}).overwrite, Overwrite::kAsk);
+  EXPECT_EQ(Ok({"-y", "a", "b"}).overwrite, Overwrite::kYes);
+  EXPECT_EQ(Ok({"a", "b", "-n"}).overwrite, Overwrite::kNo);
+  EXPECT_EQ(Ok({"-y", "-y", "a", "b"}).overwrite, Overwrite::kYes);
+  EXPECT_NE(Refused({"-y", "-n", "a", "b"}).find("contradict"),
+            std::string::npos);
+  // -i names the input; the output stays the last argument.
+  Options o = Ok({"-i", "in.y4m", "-y", "out.y4m"});
+  EXPECT_EQ(o.input, "in.y4m");
+  EXPECT_EQ(o.output, "out.y4m");
+  EXPECT_NE(Refused({"-i", "a", "b", "c"}).find("too many arguments: \"c\""),
+            std::string::npos);
+  EXPECT_NE(Refused({"-i", "a"}).find("missing the output"), std::string::npos);
+  EXPECT_NE(Refused({"-i", "a", "-i", "b", "c"}).find("twice"),
+            std::string::npos);
+  // ffmpeg's pipe names; other descriptors are named through /dev/fd.
+  o = Ok({"pipe:", "pipe:"});
+  EXPECT_EQ(o.input, "-");
+  EXPECT_EQ(o.output, "-");
+  o = Ok({"--reference", "pipe:0", "pipe:0", "pipe:1"});
+  EXPECT_EQ(o.input, "-");
+  EXPECT_EQ(o.reference, "-");
+  EXPECT_EQ(o.output, "-");
+  EXPECT_NE(Refused({"pipe:1", "out"}).find("/dev/fd/N"), std::string::npos);
+  EXPECT_NE(Refused({"in", "pipe:0"}).find("/dev/fd/N"), std::string::npos);
+  EXPECT_NE(Refused({"", "out"}).find("empty file name"), std::string::npos);
+  // ffmpeg's spellings of the raw layout, and its size names.
+  o = Ok({"-video_size", "hd720", "-pix_fmt", "yuv420p", "a", "b"});
+  EXPECT_EQ(o.raw.width, 1280);
+  EXPECT_EQ(o.raw.height, 720);
+  EXPECT_EQ(o.raw.format, PixelFormat::kI420);
+  o = Ok({"-s", "4k", "--pix-fmt", "nv21", "a", "b"});
+  EXPECT_EQ(o.raw.width, 4096);
+  EXPECT_NE(Refused({"-s", "hd", "--pix-fmt", "nv21", "a", "b"})
+                .find("a name such as hd1080"),
+            std::string::npos);
+  // "Did you mean": typos, and single-dash long options.
+  EXPECT_EQ(NearestOption("-iso"), "--iso");
+  EXPECT_EQ(NearestOption("-verbose"), "--verbose");
+  EXPECT_EQ(NearestOption("--refrence"), "--reference");
+  EXPECT_EQ(NearestOption("--pngframes"), "--png-frames");
+  EXPECT_EQ(NearestOption("--pix_fmt"), "-pix_fmt");  // an alias
+  EXPECT_EQ(NearestOption("--version"), "--version");
+  EXPECT_EQ(NearestOption("-x"), "");
+  EXPECT_EQ(NearestOption("--frobnicate"), "");
+  // Every name offered as a suggestion is one the parser takes.
+  for (const std::string& name : OptionNames()) {
+    std::string error;
+    Options parsed;
+    std::vector<const char*> argv = {"vdenoise", name.c_str(), "1"};
+    ParseOptions(3, argv.data(), &parsed, &error);
+    EXPECT_EQ(error.find("unknown option"), std::string::npos) << name;
+  }
+}
+
 TEST(OptionsTest, HelpDocumentsEveryOptionWithExamples) {
   const std::string help = HelpText(true);
   // Every option the parser knows appears in the help.
   for (const char* name :
        {"-s WxH", "--pix-fmt", "--frames", "--skip", "--type", "--iso",
-        "--schedule", "--config", "--reference", "--per-frame", "--png DIR",
-        "--png-frames", "--png-zoom", "--png-crop", "--quiet", "--verbose",
-        "--demo", "--out", "--help", "--version"}) {
+        "--schedule", "--config", "--reference", "--method", "--threads",
+        "--per-frame", "--png DIR", "--png-frames", "--png-zoom", "--png-crop",
+        "--quiet", "--verbose",
+        "--demo", "--out", "--keep-clips", "--help", "--version", "-V",
+        "-y ", "-n ", "-i INPUT", "-video_size", "-pix_fmt", "pipe:",
+        "hd720"}) {
     EXPECT_NE(help.find(name), std::string::npos) << name;
   }
   EXPECT_NE(help.find("Gaussian 11x11 window (sigma 1.5, K1 0.01, K2 0.03)"),

@@ -65,17 +65,106 @@ TEST(OutputFileTest, AbortLeavesNothingBehind) {
   AbortOutput(&out);  // twice is harmless
 }
 
-TEST(OutputFileTest, NewFilesGetTheUsualPermissions) {
-  TempDir dir;
-  const mode_t old_mask = umask(022);
+mode_t ModeOf(const std::string& path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0 ? st.st_mode & 07777 : 0;
+}
+
+bool WriteWhole(const std::string& path, const std::string& bytes) {
   OutputFile out;
   std::string error;
-  ASSERT_TRUE(OpenOutput(dir.File("p"), &out, &error));
-  ASSERT_TRUE(CommitOutput(&out, &error));
+  return OpenOutput(path, &out, &error) &&
+         WriteOutput(&out, bytes.data(), bytes.size(), &error) &&
+         CommitOutput(&out, &error);
+}
+
+TEST(OutputFileTest, PermissionsAreTheUsualOnesOrTheReplacedFilesOwn) {
+  TempDir dir;
+  const mode_t old_mask = umask(022);
+  ASSERT_TRUE(WriteWhole(dir.File("p"), "new"));
+  EXPECT_EQ(ModeOf(dir.File("p")), 0644u);
+  // A replaced file keeps its bits, whatever the umask says.
+  ASSERT_TRUE(WriteFile(dir.File("q"), "old"));
+  ASSERT_EQ(chmod(dir.File("q").c_str(), 0640), 0);
+  ASSERT_TRUE(WriteWhole(dir.File("q"), "new"));
   umask(old_mask);
+  EXPECT_EQ(ModeOf(dir.File("q")), 0640u);
+  EXPECT_EQ(ReadFile(dir.File("q")), "new");
+}
+
+TEST(OutputFileTest, SymbolicLinksAreWrittenThroughAndStay) {
+  TempDir dir;
+  ASSERT_EQ(mkdir(dir.File("sub").c_str(), 0755), 0);
+  ASSERT_TRUE(WriteFile(dir.File("sub/target.y4m"), "old"));
+  ASSERT_EQ(chmod(dir.File("sub/target.y4m").c_str(), 0600), 0);
+  // A relative link, and a link to that link.
+  ASSERT_EQ(symlink("sub/target.y4m", dir.File("link.y4m").c_str()), 0);
+  ASSERT_EQ(symlink(dir.File("link.y4m").c_str(), dir.File("link2.y4m").c_str()), 0);
+  std::string target, error;
+  ASSERT_TRUE(ResolveOutputLinks(dir.File("link2.y4m"), &target, &error)) << error;
+  EXPECT_EQ(target, dir.path() + "/sub/target.y4m");
+  ASSERT_TRUE(WriteWhole(dir.File("link2.y4m"), "new"));
   struct stat st;
-  ASSERT_EQ(stat(dir.File("p").c_str(), &st), 0);
-  EXPECT_EQ(st.st_mode & 0777, 0644u);
+  ASSERT_EQ(lstat(dir.File("link.y4m").c_str(), &st), 0);
+  EXPECT_TRUE(S_ISLNK(st.st_mode));
+  ASSERT_EQ(lstat(dir.File("link2.y4m").c_str(), &st), 0);
+  EXPECT_TRUE(S_ISLNK(st.st_mode));
+  EXPECT_EQ(ReadFile(dir.File("sub/target.y4m")), "new");
+  EXPECT_EQ(ModeOf(dir.File("sub/target.y4m")), 0600u);
+  // The temporary file lived beside the target, and is gone.
+  EXPECT_EQ(dir.List().size(), 3u);
+  // A dangling link names the file to create.
+  ASSERT_EQ(symlink("sub/fresh.y4m", dir.File("dangling.y4m").c_str()), 0);
+  ASSERT_TRUE(WriteWhole(dir.File("dangling.y4m"), "fresh"));
+  EXPECT_EQ(ReadFile(dir.File("sub/fresh.y4m")), "fresh");
+  // A loop is refused, not followed forever.
+  ASSERT_EQ(symlink("loop_b", dir.File("loop_a").c_str()), 0);
+  ASSERT_EQ(symlink("loop_a", dir.File("loop_b").c_str()), 0);
+  OutputFile out;
+  EXPECT_FALSE(OpenOutput(dir.File("loop_a"), &out, &error));
+  EXPECT_NE(error.find("too many levels of symbolic links"), std::string::npos)
+      << error;
+}
+
+TEST(OutputFileTest, OnlyExistingRegularFilesCountAsReplaced) {
+  TempDir dir;
+  ASSERT_TRUE(WriteFile(dir.File("f"), "x"));
+  ASSERT_EQ(symlink("f", dir.File("to_f").c_str()), 0);
+  ASSERT_EQ(symlink("none", dir.File("to_none").c_str()), 0);
+  EXPECT_TRUE(OutputWouldReplace(dir.File("f")));
+  EXPECT_TRUE(OutputWouldReplace(dir.File("to_f")));
+  EXPECT_FALSE(OutputWouldReplace(dir.File("to_none")));
+  EXPECT_FALSE(OutputWouldReplace(dir.File("missing")));
+  EXPECT_FALSE(OutputWouldReplace("-"));
+  if (Exists("/dev/null")) {
+    EXPECT_FALSE(OutputWouldReplace("/dev/null"));
+    EXPECT_FALSE(OutputIsTerminal("/dev/null"));
+  }
+  EXPECT_FALSE(OutputIsTerminal(dir.File("f")));
+}
+
+TEST(OutputFileTest, OnlyYesOrYAnswersYes) {
+  struct Case {
+    const char* typed;
+    bool yes;
+  };
+  for (const Case& c : {Case{"y\n", true}, Case{"Y\n", true},
+                        Case{"yes\n", true}, Case{" YES \r\n", true},
+                        Case{"n\n", false}, Case{"\n", false},
+                        Case{"", false}, Case{"yep\n", false},
+                        Case{"no\n", false}}) {
+    std::string typed = c.typed;
+    FILE* in = fmemopen(&typed[0], typed.size() + 1, "r");
+    char shown[256] = {0};
+    FILE* out = fmemopen(shown, sizeof(shown), "w");
+    ASSERT_TRUE(in && out);
+    EXPECT_EQ(AskYesNo(in, out, "out.y4m already exists. Overwrite?"), c.yes)
+        << c.typed;
+    std::fclose(in);
+    std::fclose(out);
+    EXPECT_EQ(std::string(shown).find("out.y4m already exists. Overwrite? [y/N] "),
+              0u);
+  }
 }
 
 TEST(OutputFileTest, AFullDiskIsReportedInPlainWords) {

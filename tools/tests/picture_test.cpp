@@ -142,6 +142,22 @@ TEST(ComposePictureTest, ZoomRepeatsEachSourcePixel) {
   }
   EXPECT_EQ(Pixel(im, 8 + 5, zoom_row + 6)[0], 0);
   EXPECT_EQ(Pixel(im, 8 + 9, zoom_row + 6)[0], 0);
+
+  // A second crop gets a row of its own below the first: one more label
+  // band, 3x its 32 rows and a gap. Its corner past the frame's edge is
+  // moved inside (96 - 32 = 64 at most); (30, 40) lies at offset (2, 2)
+  // of a crop at (28, 38) again.
+  opt.more_crops = {{28, 38}, {1000, 0}};
+  RgbImage two = ComposePicture({{ViewI420(f.data(), w, h), "x"}}, w, h, opt);
+  const int step = band + 3 * 32 + 8;
+  EXPECT_EQ(two.height, im.height + 2 * step);
+  for (int dy = 0; dy < 3; ++dy) {
+    EXPECT_EQ(Pixel(two, 8 + 6, zoom_row + step + 6 + dy)[0], 255);
+  }
+  const PictureLayout l = LayoutPicture(w, h, opt);
+  ASSERT_EQ(l.more_crops.size(), 2u);
+  EXPECT_EQ(l.more_crops[1].x, 64);
+  EXPECT_EQ(l.more_crops[1].y, 0);
 }
 
 TEST(DrawTextTest, DrawsGlyphDotsAndStopsAtTheWidth) {

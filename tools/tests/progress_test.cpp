@@ -7,6 +7,13 @@
 namespace vdtool {
 namespace {
 
+TEST(ProgressTest, CountsReadAsEnglish) {
+  EXPECT_EQ(CountOf(1, "frame"), "1 frame");
+  EXPECT_EQ(CountOf(0, "frame"), "0 frames");
+  EXPECT_EQ(CountOf(2, "whole frame"), "2 whole frames");
+  EXPECT_EQ(CountOf(11, "frame"), "11 frames");
+}
+
 TEST(ProgressTest, DurationsReadAsClockTimes) {
   EXPECT_EQ(FormatDuration(0), "0:00");
   EXPECT_EQ(FormatDuration(7.4), "0:07");

@@ -49,6 +49,12 @@ TEST(Y4mHeaderTest, ReadsEveryFieldOfAnFfmpegHeader) {
 TEST(Y4mHeaderTest, MissingOptionalFieldsTakeTheirDefaults) {
   Y4mHeader h = Parse("YUV4MPEG2 W176 H144");
   EXPECT_EQ(h.fps_num, 0);
+  // F0:0 is the writers' "unknown rate": taken, and written back as it was.
+  const std::string unknown = "YUV4MPEG2 W176 H144 F0:0 Ip A0:0 C420jpeg";
+  h = Parse(unknown);
+  EXPECT_EQ(h.fps_num, 0);
+  EXPECT_EQ(h.fps_den, 0);
+  EXPECT_EQ(FormatY4mHeader(h), unknown + "\n");
   EXPECT_EQ(h.interlace, 'p');
   EXPECT_EQ(h.chroma, Y4mChroma::k420);
   EXPECT_EQ(h.colorspace, "420jpeg");
@@ -147,14 +153,19 @@ TEST(Y4mHeaderTest, DeepSamplesAreRefusedWithTheirBitDepth) {
             std::string::npos);
 }
 
-TEST(Y4mHeaderTest, FrameLines) {
-  std::string error;
-  EXPECT_TRUE(ParseY4mFrameLine("FRAME", &error));
-  EXPECT_TRUE(ParseY4mFrameLine("FRAME Ip XFOO=1", &error));
-  EXPECT_FALSE(ParseY4mFrameLine("FRAMES", &error));
-  EXPECT_FALSE(ParseY4mFrameLine("frame", &error));
-  EXPECT_FALSE(ParseY4mFrameLine("FRAM", &error));
-  EXPECT_FALSE(ParseY4mFrameLine(std::string("\x00\x01garbage", 9), &error));
+TEST(Y4mHeaderTest, FrameLinesKeepTheirFieldsForTheOutput) {
+  std::string error, params = "stale";
+  EXPECT_TRUE(ParseY4mFrameLine("FRAME", &params, &error));
+  EXPECT_EQ(params, "");
+  EXPECT_EQ(FormatY4mFrameLine(params), "FRAME\n");
+  EXPECT_TRUE(ParseY4mFrameLine("FRAME Ip XFOO=1", &params, &error));
+  EXPECT_EQ(params, " Ip XFOO=1");
+  EXPECT_EQ(FormatY4mFrameLine(params), "FRAME Ip XFOO=1\n");
+  EXPECT_TRUE(ParseY4mFrameLine("FRAME Ip", nullptr, &error));
+  EXPECT_FALSE(ParseY4mFrameLine("FRAMES", &params, &error));
+  EXPECT_FALSE(ParseY4mFrameLine("frame", &params, &error));
+  EXPECT_FALSE(ParseY4mFrameLine("FRAM", &params, &error));
+  EXPECT_FALSE(ParseY4mFrameLine(std::string("\x00\x01garbage", 9), &params, &error));
   // Unprintable bytes are not copied into the message.
   EXPECT_EQ(error.find('\x01'), std::string::npos);
   EXPECT_NE(error.find("..garbage"), std::string::npos) << error;

@@ -51,4 +51,17 @@ int VdBandsFor(int height);
 // resets the history (counter -1, motion mask cleared).
 void VdReconfigure(Video_Denoise_Handle* h, int width, int height, int eType);
 
+// The frame counter's next value: one more, except that a counter about to
+// overflow (a camera running for years) goes back to the smallest value
+// past the warm-up with the same ring slot, n - 1 plus the same remainder
+// modulo the ring size n, so the frames go on on the same path and slots.
+int VdNextFrameCount(int count, int ringSize);
+
+// nr_table as InitNRPixelTable(n) leaves it, written only where it differs.
+// Rebuilding in place clears the table first, so a denoiser running on
+// another thread would read zeros for a moment: creating a denoiser while
+// others run leaves the table they read untouched when it already holds
+// these values (as it does after the first creation).
+void VdEnsureNRPixelTable(int n);
+
 #endif  // VD_API_DENOISER_INTERNAL_H_

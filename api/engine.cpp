@@ -2,8 +2,11 @@
 // pool of workers started at creation.
 #include <unistd.h>
 
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <new>
 
 #include "api/denoiser_internal.h"
@@ -12,6 +15,7 @@
 #include "base/vd_alloc.h"
 #include "frame/adaptive_frame.h"
 #include "spatial/fuzzy_filter.h"
+#include "spatial/fuzzy_filter_internal.h"
 
 #ifndef VD_VERSION_STRING
 #define VD_VERSION_STRING "0.2.0"
@@ -207,6 +211,28 @@ void VdReconfigure(Video_Denoise_Handle* h, int width, int height, int eType) {
   if (h->pMotionInfo) SetYUV(h->pMotionInfo, width * height, 0, 3);
 }
 
+int VdNextFrameCount(int count, int ringSize) {
+  // The frame path also forms count - 1 + n; stay clear of the top.
+  const int kLast = INT_MAX - 2;
+  if (count < kLast) return count + 1;
+  const int64_t n = ringSize > 0 ? ringSize : 1;
+  const int64_t next = int64_t{count} + 1;
+  return static_cast<int>((n - 1) + (next - (n - 1)) % n);
+}
+
+void VdEnsureNRPixelTable(int n) {
+  // The scratch copy starts from the table itself: the rebuild leaves some
+  // bytes as they were.
+  static std::mutex lock;
+  static uint8_t scratch[VD_NR_TABLE_SIZE];
+  std::lock_guard<std::mutex> hold(lock);
+  std::memcpy(scratch, nr_table, sizeof(scratch));
+  VdBuildNRPixelTable(scratch, n);
+  if (std::memcmp(scratch, nr_table, sizeof(scratch)) != 0) {
+    std::memcpy(nr_table, scratch, sizeof(scratch));
+  }
+}
+
 extern "C" void vd_options_init(vd_options* options) {
   if (!options) return;
   std::memset(options, 0, sizeof(*options));
@@ -236,8 +262,11 @@ extern "C" vd_status vd_create(const vd_options* o, vd_denoiser** out) {
     CreateLog(o, "vd_create: %s is negative", "threads");
     return VD_ERR_INVALID_ARGUMENT;
   }
-  // Read as the int a C client stored, whatever the enum's size.
-  const int method = static_cast<int>(o->method);
+  // A C client may store any int in the enumeration; C++ must not load a
+  // value outside it as the enumeration type, so its bytes are read as int.
+  static_assert(sizeof(o->method) == sizeof(int), "enumeration size");
+  int method;
+  std::memcpy(&method, &o->method, sizeof(method));
   if (method != VD_METHOD_FUZZY && method != VD_METHOD_TEMPORAL &&
       method != VD_METHOD_ADAPTIVE) {
     CreateLog(o, "vd_create: %s is unknown", "method");
@@ -321,7 +350,7 @@ extern "C" vd_status vd_create(const vd_options* o, vd_denoiser** out) {
     }
   }
   d->st = VdDenoiseState{h, chroma, &d->ownTimes, &d->log, false};
-  InitNRPixelTable(17);
+  VdEnsureNRPixelTable(17);
   return StartWorkers(d, out);
 }
 
@@ -386,7 +415,10 @@ extern "C" vd_status vd_denoise(vd_denoiser* d, const vd_frame* src,
   VdStamp(times, VD_T_START);
   SetVideoDenoiseParams(h, type, iso);
   VdStamp(times, VD_T_LEVEL);
-  if (h->iCfgSwitch2 == 0) ++h->sPrevFrames.iFrameCount;
+  if (h->iCfgSwitch2 == 0) {
+    h->sPrevFrames.iFrameCount =
+        VdNextFrameCount(h->sPrevFrames.iFrameCount, h->iPrevFrameNum);
+  }
 
   PadJob pad = {client, d->staging, gw, gh, VdBandsFor(gh)};
   VdFrameView work = client, result = out;

@@ -16,9 +16,10 @@ const VdChromaBuffers kGlobalChroma = {p_uvSpaBuff_1, p_uvSpaBuff_2,
                                        p_uvSpaBuff_3};
 
 // Frame images and work buffers start zero-filled, so no result ever depends
-// on memory that was never written.
+// on memory that was never written; each is followed by the 9x9 dilation's
+// margin.
 sYuvImage_t* AllocFrame(int width, int height) {
-  return VdMallocYuvEx(width, height, VdFramePadding(width), 1);
+  return VdMallocYuvEx(width, height, VdDilate9x9Margin(width), 1);
 }
 
 bool AllocNamed(const VdLogger* log, sYuvImage_t** slot, const char* name,
@@ -39,8 +40,8 @@ void Release(sYuvImage_t** slot, int width, int height) {
 
 }  // namespace
 
-size_t VdFramePadding(int width) {
-  return static_cast<size_t>(width > 0 ? width : 0) * 16 + 256;
+size_t VdDilate9x9Margin(int width) {
+  return static_cast<size_t>(width > 0 ? width / 2 : 0) * 4;
 }
 
 int VdAllocFrameBuffers(Video_Denoise_Handle* handle,
@@ -50,6 +51,17 @@ int VdAllocFrameBuffers(Video_Denoise_Handle* handle,
   const int height = handle->iHeight;
   const int size = width * height * 3 / 2;
   VdTrace(log, "iWidth=%d iHeight=%d", width, height);
+  // The ring has two slots. The count comes through the exported record, so
+  // it is kept within them here, where the slots are made; the pipelines and
+  // the release then see the same count.
+  const int frames = handle->iPrevFrameNum;
+  if (frames < 1 || frames > 2) {
+    const int clamped = frames < 1 ? 1 : 2;
+    VdLogTo(log, VD_LOG_ERROR,
+            "iPrevFrameNum:%d is out of range[1,2], using %d!\n", frames,
+            clamped);
+    handle->iPrevFrameNum = clamped;
+  }
   for (int i = 0; i < handle->iPrevFrameNum; ++i) {
     handle->sPrevFrames.pPreFrames[i] = AllocFrame(width, height);
     if (!handle->sPrevFrames.pPreFrames[i]) {
@@ -76,7 +88,7 @@ int VdAllocFrameBuffers(Video_Denoise_Handle* handle,
       !AllocNamed(log, &handle->pCurFrame, "pCurFrame", width, height, size)) {
     return -1;
   }
-  const size_t bytes = chromaBytes + VdFramePadding(width);
+  const size_t bytes = chromaBytes;
   for (int i = 0; i < 4; ++i) {
     chroma->uv1[i] = static_cast<unsigned char*>(VdCalloc(bytes, 1));
     chroma->uv2[i] = static_cast<unsigned char*>(VdCalloc(bytes, 1));

@@ -8,13 +8,18 @@
 #include "base/vd_log.h"
 #include "frame/frame_job.h"
 
-// Slack after every frame image and chroma work buffer: the vector kernels
-// step in whole blocks and some (the 9x9 dilation, the conversions) read or
-// write a few rows or blocks past the end of the region they are given.
-size_t VdFramePadding(int width);
+// The one margin a frame image carries past its V plane: the temporal
+// pipeline's 9x9 dilation computes the last four rows of the bottom stripe
+// from four source rows past the plane it is given (its defined stepping,
+// kept byte for byte). On luma those rows are the U plane's first bytes; on
+// V they lie past the image, so each frame image is followed by four
+// zero-filled rows of chroma width, which read as still. Every other buffer
+// is exact: frame images width x height x 3 / 2, chroma work buffers the
+// size their caller gives.
+size_t VdDilate9x9Margin(int width);
 
 // Allocates the frame images of the handle's current size and the twelve
-// chroma work buffers of chromaBytes each (plus padding), in the order and
+// chroma work buffers of exactly chromaBytes each, in the order and
 // with the messages of AlocateFrameBuf; 0 or -1. The motion mask is left out
 // when motionMask is false (only the temporal pipeline reads it).
 int VdAllocFrameBuffers(Video_Denoise_Handle* handle,

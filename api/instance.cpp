@@ -231,10 +231,12 @@ int DenoiseInit(int width, int height, const char* cfgPath) {
                           static_cast<size_t>(width) * height, true) != 0) {
     VdLog(VD_LOG_ERROR, VD_LOG_TAG,
           "Malloc memory for frame buffers failed!\n");
+    // The timing stream goes back to the client unclosed.
+    g_timing_stream = nullptr;
     DenoiseDeinit();
     return -1;
   }
-  InitNRPixelTable(17);
+  VdEnsureNRPixelTable(17);
   g_process.h = handle;
   g_process.st = VdDenoiseState{handle, kGlobalChroma, &g_VideoDenoise_ProcTime,
                                 &kVdProcessLogger, true};
@@ -277,7 +279,10 @@ int DenoiseFrame(unsigned char* src, unsigned char* dst, int width, int height,
   VdStamp(times, VD_T_LEVEL);
 
   const int counter = handle->sPrevFrames.iFrameCount;
-  if (handle->iCfgSwitch2 == 0) ++handle->sPrevFrames.iFrameCount;
+  if (handle->iCfgSwitch2 == 0) {
+    handle->sPrevFrames.iFrameCount =
+        VdNextFrameCount(counter, handle->iPrevFrameNum);
+  }
   const VdFrameView srcView = VdNv21View(src, width, height);
   const VdFrameView dstView = VdNv21View(dst, width, height);
   VdFrameJob job;
@@ -318,8 +323,14 @@ int DenoiseDeinit() {
 
 }  // namespace
 
-extern "C" void TARNO_VideoDenoiseSetTimingStream(FILE* stream) {
+extern "C" int TARNO_VideoDenoiseSetTimingStream(FILE* stream) {
+  BusyGuard busy;
+  if (busy.Refused("TARNO_VideoDenoiseSetTimingStream")) return -1;
+  if (g_timing_stream && stream && g_timing_stream != stream) {
+    std::fclose(g_timing_stream);
+  }
   g_timing_stream = stream;
+  return 0;
 }
 
 extern "C" int TARNO_VideoDenoiseSetPipeline(int pipeline) {

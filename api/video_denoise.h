@@ -35,9 +35,12 @@ typedef void (*TARNO_VideoDenoiseLogSink)(int priority, const char* tag,
 VD_EXPORT void TARNO_VideoDenoiseSetLogSink(TARNO_VideoDenoiseLogSink sink);
 
 /* Sets the timing log stream: every per-frame timing line is then also
- * written to it. The library takes ownership: Deinit closes the stream.
- * Null clears it without closing. */
-VD_EXPORT void TARNO_VideoDenoiseSetTimingStream(FILE* stream);
+ * written to it. The library takes ownership: Deinit closes the stream, and
+ * setting another stream closes the one it replaces. Null clears it without
+ * closing (the caller has it back). An Init that fails gives the stream back
+ * to the caller unclosed and forgets it. A call while a frame (or any other
+ * call) is running is refused with -1 and changes nothing; otherwise 0. */
+VD_EXPORT int TARNO_VideoDenoiseSetTimingStream(FILE* stream);
 
 /* Stripe pipeline of the following frames. */
 enum {

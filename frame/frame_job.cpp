@@ -117,6 +117,6 @@ void VdPrepareJob(VdFrameJob* job, VdDenoiseState* st, const VdFrameView& src,
   if (job->n > 0 && job->count >= 0) {
     sYuvImage_t** ring = h->sPrevFrames.pPreFrames;
     job->cur = ring[job->count % job->n];
-    job->prev = ring[(job->count - 1 + job->n) % job->n];
+    job->prev = ring[(job->count % job->n + job->n - 1) % job->n];
   }
 }

@@ -1,5 +1,20 @@
 /* Resampling of one 8-bit plane: general resizers (double precision) and the
- * fixed-ratio scalers of the chroma path. */
+ * fixed-ratio scalers of the chroma path.
+ *
+ * Buffer sizes for a direct call (a plane of r rows s bytes apart, rows w
+ * bytes long, is (r - 1) x s + w bytes). No function touches a byte outside
+ * these:
+ * - ResizeNearestNeighbor, ResizeBilinear: src srcHeight rows of srcWidth
+ *   at srcStride, dst dstHeight rows of dstWidth at dstStride.
+ * - ResizeNearestNeighbor2: src (15 x (dstHeight / 2) + 4) x srcStride + 4
+ *   bytes (3 x srcStride + 4 for one output row), dst dstWidth x dstHeight.
+ * - DownScaleNewX16: src width x height, dst (width / 4) x (height / 4).
+ * - DownScale: src 2 x (height / 2) rows of 2 x (width / 2) at srcStride,
+ *   dst height / 2 rows of width / 2 at srcStride / 2.
+ * - UpScaleX64: src width x height, dst 64 x width x height.
+ * - UpScaleNewX16: src width x height, dst 16 x width x height.
+ * - UpScale: src width x height, dst 2 x height rows of 2 x width at
+ *   dstStride. */
 #ifndef VD_IMAGE_RESAMPLE_H_
 #define VD_IMAGE_RESAMPLE_H_
 

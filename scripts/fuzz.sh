@@ -13,7 +13,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 seconds=${1:-30}
 shift || true
 targets=("$@")
-((${#targets[@]})) || targets=(config_fuzzer api_fuzzer kernel_fuzzer y4m_fuzzer)
+((${#targets[@]})) || targets=(config_fuzzer api_fuzzer kernel_fuzzer engine_fuzzer y4m_fuzzer)
 jobs=${VD_FUZZ_JOBS:-1}
 build="${VD_BUILD_ROOT:-$root/build}/fuzz"
 work="$build/runs"

@@ -21,10 +21,11 @@ build_root=${VD_BUILD_ROOT:-$root/build}
 
 # The tests that run threads: the frame path (fused and step by step), both
 # pipelines, the barrier, the persistent stripe pool, the worker pool, the
-# lifecycle and the overlapping-call guards.
+# lifecycle, the overlapping-call guards, the engine and eight engine
+# denoisers under load.
 tsan_tests=(frame_path_test stripe_test stripe_pool_test
             worker_pool_test lifecycle_test misuse_test temporal_pipeline_test
-            temporal_stripes_test engine_test)
+            temporal_stripes_test engine_test engine_stress_test)
 
 # Runs one of the scripts that are not ctest suites; counts as one test.
 run_script() {

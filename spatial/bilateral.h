@@ -37,7 +37,10 @@
  *    edge: row -k reads row k and row height-1+k reads row height-1-k,
  *    columns likewise. In a plane smaller than the window, a mirrored index
  *    that still falls outside is clamped to the nearest row or column.
- * The NEON build and the portable build give identical bytes. */
+ * The NEON build and the portable build give identical bytes.
+ *
+ * Buffer sizes for a direct call: image, work, guide, src and dst are each
+ * width x height bytes; nothing outside them is touched. */
 #ifndef VD_SPATIAL_BILATERAL_H_
 #define VD_SPATIAL_BILATERAL_H_
 

@@ -1,6 +1,16 @@
 /* Box filters, the multi-scale chroma filter and the chroma-filter switch.
  * iEdge: 0 interior stripe, 1 whole frame, 2 bottom stripe, 3 top stripe.
- * The sVNRPoint argument is accepted and never read. */
+ * The sVNRPoint argument is accepted and never read.
+ *
+ * Buffer sizes for a direct call: the box filters read src and write dst
+ * inside their width x rows planes only. filterUV (S = 4 for level 0 or 1,
+ * else 8; up, down >= 0) reads the whole 4 x 4 blocks of the width x rows
+ * src plane, uses the stripe's work buffers p_uvSpaBuff_1, p_uvSpaBuff_2
+ * ((width / 4) x (rows / 4) bytes, (width / S) x (rows / S) suffice for the
+ * second) and p_uvSpaBuff_3 ((width / 8) x (rows / 8), S = 8 only), and
+ * writes dst from row up: up x width bytes plus, with
+ * m = rows / S - up / S - down / S > 0, S x m rows of S x (width / S)
+ * bytes, packed. */
 #ifndef VD_SPATIAL_BOX_FILTER_H_
 #define VD_SPATIAL_BOX_FILTER_H_
 

@@ -1,4 +1,9 @@
-/* The noise-reduction table and the fuzzy filters. */
+/* The noise-reduction table and the fuzzy filters.
+ *
+ * Buffer sizes for a direct call: every plane argument that is read or
+ * written is width x height bytes (FuzzyFilter_2 touches the first
+ * width x height rounded down to a multiple of 4); InitBoxFilterSum writes
+ * 2296 bytes. */
 #ifndef VD_SPATIAL_FUZZY_FILTER_H_
 #define VD_SPATIAL_FUZZY_FILTER_H_
 

@@ -1,4 +1,5 @@
-/* 3x3 Laplacian sharpening with a gain of one quarter. */
+/* 3x3 Laplacian sharpening with a gain of one quarter. src and dst are
+ * width x height planes; nothing outside them is touched. */
 #ifndef VD_SPATIAL_SHARPNESS_H_
 #define VD_SPATIAL_SHARPNESS_H_
 

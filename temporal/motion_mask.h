@@ -2,7 +2,16 @@
  * 0 = still), clamped differences with sign, thresholds and motion history.
  * Image-level routines take the luma region (width x height, luma byte
  * offset) and apply the plane kernel to U and V at (width >> 1) x
- * (height >> 1) and offset >> 2 when the chroma flag is set. */
+ * (height >> 1) and offset >> 2 when the chroma flag is set.
+ *
+ * Buffer sizes for a direct call: every plane is width x height bytes and
+ * nothing outside it is touched. The vector kernels (the _neon names) walk
+ * row pairs of whole 16- or 32-pixel blocks and stay inside the plane at
+ * any width; a row's tail is left alone. CalSADImage takes height rows
+ * stride bytes apart: (height - 1) x stride + width bytes. MotionDetection
+ * with the chroma flag and height >= 2 takes mask and history as I420
+ * blocks: n + n / 4 + (width / 2) x (height / 2) bytes, n = width x height.
+ * AdaptiveThreshold allocates width x height 32-bit sums of its own. */
 #ifndef VD_TEMPORAL_MOTION_MASK_H_
 #define VD_TEMPORAL_MOTION_MASK_H_
 

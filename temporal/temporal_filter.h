@@ -1,5 +1,6 @@
 /* Temporal blending filters and the strength table. Mask bytes below 128
- * are still, 128 and above moving. */
+ * are still, 128 and above moving. TemporalFilterS reads and writes
+ * width x height planes and nothing outside them. */
 #ifndef VD_TEMPORAL_TEMPORAL_FILTER_H_
 #define VD_TEMPORAL_TEMPORAL_FILTER_H_
 

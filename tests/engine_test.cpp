@@ -380,37 +380,42 @@ TEST(Engine, BadArgumentsAreRefusedWithOneLineAndChangeNothing) {
 }
 
 // Each allocation of vd_create failing in turn, and each worker failing to
-// start: the status, no denoiser, nothing leaked (LeakSanitizer checks the
-// last part in the sanitizer run), and the next creation works.
+// start, for both methods: the status, no denoiser, nothing leaked
+// (LeakSanitizer checks the last part in the sanitizer run), and the next
+// creation works.
 TEST(Engine, CreateFailuresLeaveNothingBehind) {
-  vd_options o;
-  vd_options_init(&o);
-  o.max_width = 176;
-  o.max_height = 144;
-  o.threads = 3;
-  o.log = [](void*, int, const char*) {};
-  VdAllocFailAt(-1);
-  vd_denoiser* d = nullptr;
-  ASSERT_EQ(VD_OK, vd_create(&o, &d));
-  const int allocations = VdAllocFailAt(-1);
-  vd_destroy(d);
-  ASSERT_GT(allocations, 10);
-  for (int n = 0; n < allocations; ++n) {
-    VdAllocFailAt(n);
-    d = nullptr;
-    EXPECT_EQ(VD_ERR_OUT_OF_MEMORY, vd_create(&o, &d)) << "allocation " << n;
-    EXPECT_EQ(nullptr, d);
+  for (vd_method method : {VD_METHOD_FUZZY, VD_METHOD_TEMPORAL}) {
+    SCOPED_TRACE(method);
+    vd_options o;
+    vd_options_init(&o);
+    o.max_width = 176;
+    o.max_height = 144;
+    o.threads = 3;
+    o.method = method;
+    o.log = [](void*, int, const char*) {};
+    VdAllocFailAt(-1);
+    vd_denoiser* d = nullptr;
+    ASSERT_EQ(VD_OK, vd_create(&o, &d));
+    const int allocations = VdAllocFailAt(-1);
+    vd_destroy(d);
+    ASSERT_GT(allocations, 10);
+    for (int n = 0; n < allocations; ++n) {
+      VdAllocFailAt(n);
+      d = nullptr;
+      EXPECT_EQ(VD_ERR_OUT_OF_MEMORY, vd_create(&o, &d)) << "allocation " << n;
+      EXPECT_EQ(nullptr, d);
+    }
+    VdAllocFailAt(-1);
+    for (int k = 0; k < 2; ++k) {
+      VdThreadFailAt(k);
+      d = nullptr;
+      EXPECT_EQ(VD_ERR_THREAD, vd_create(&o, &d)) << "worker " << k;
+      EXPECT_EQ(nullptr, d);
+    }
+    VdThreadFailAt(-1);
+    ASSERT_EQ(VD_OK, vd_create(&o, &d));
+    vd_destroy(d);
   }
-  VdAllocFailAt(-1);
-  for (int k = 0; k < 2; ++k) {
-    VdThreadFailAt(k);
-    d = nullptr;
-    EXPECT_EQ(VD_ERR_THREAD, vd_create(&o, &d)) << "worker " << k;
-    EXPECT_EQ(nullptr, d);
-  }
-  VdThreadFailAt(-1);
-  ASSERT_EQ(VD_OK, vd_create(&o, &d));
-  vd_destroy(d);
 }
 
 struct Reentry {

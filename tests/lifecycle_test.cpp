@@ -2,11 +2,13 @@
 // messages, creation and destruction, reconfiguration, allocation failures.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "base/vd_alloc.h"
+#include "base/vd_thread.h"
 #include "api/vd_instance.h"
 #include "parallel/stripe.h"
 #include "tests/test_util.h"
@@ -249,6 +251,135 @@ TEST_F(Lifecycle, EachInitAllocationFailureIsClean) {
   // Record, 7 frame images of two allocations each, 12 chroma buffers.
   EXPECT_EQ(1 + 7 * 2 + 12, attempt);
   EXPECT_NE(nullptr, g_hVideoDenoise);
+}
+
+// The ring has two slots, and a direct caller of AlocateFrameBuf can set any
+// count in the exported record: the count is brought into 1..2 with one
+// line, before anything is allocated, so that no slot past the ring is
+// written and the pipelines and FreeFrameBuf see the same count.
+TEST_F(Lifecycle, AlocateFrameBufKeepsTheRingCountWithinItsSlots) {
+  struct Case {
+    int requested, slots;
+  } cases[] = {{5, 2}, {3, 2}, {2, 2}, {1, 1}, {0, 1}, {-4, 1}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.requested);
+    Video_Denoise_Handle h;
+    std::memset(&h, 0, sizeof(h));
+    InitVideoDenoiseParams(&h);
+    h.iMaxWidth = h.iWidth = 96;
+    h.iMaxHeight = h.iHeight = 96;
+    h.iPrevFrameNum = c.requested;
+    h.sPrevFrames.iFrameCount = -1;
+    LogCapture log;
+    VdAllocFailAt(-1);
+    ASSERT_EQ(0, AlocateFrameBuf(&h));
+    // Each frame image is two allocations; 5 work frames, 12 chroma buffers.
+    EXPECT_EQ((c.slots + 5) * 2 + 12, VdAllocFailAt(-1));
+    EXPECT_EQ(c.slots, h.iPrevFrameNum);
+    EXPECT_EQ(-1, h.sPrevFrames.iFrameCount);
+    EXPECT_NE(nullptr, h.sPrevFrames.pPreFrames[0]);
+    EXPECT_EQ(c.slots == 2, h.sPrevFrames.pPreFrames[1] != nullptr);
+    std::vector<std::string> expected = {"iWidth=96 iHeight=96"};
+    if (c.requested != c.slots) {
+      expected.push_back("iPrevFrameNum:" + std::to_string(c.requested) +
+                         " is out of range[1,2], using " +
+                         std::to_string(c.slots) + "!\n");
+    }
+    EXPECT_EQ(expected, log.Messages());
+    FreeFrameBuf(&h);
+    EXPECT_EQ(nullptr, h.sPrevFrames.pPreFrames[0]);
+    EXPECT_EQ(nullptr, h.sPrevFrames.pPreFrames[1]);
+    EXPECT_EQ(nullptr, h.pCurFrame);
+    EXPECT_EQ(nullptr, p_uvSpaBuff_3[3]);
+  }
+}
+
+// A counter about to overflow goes back to the smallest full-path value with
+// the same ring slot: the frames around the wrap come out exactly as in a
+// run that counted up from 0 (under UndefinedBehaviorSanitizer, an overflow
+// would stop the test). The counter is set through the exported record.
+TEST_F(Lifecycle, FrameCounterWrapsBeforeOverflowOnTheSamePathAndSlots) {
+  const int w = 176, h = 144;
+  std::vector<std::vector<uint8_t>> frames;
+  for (int t = 0; t < 8; ++t) frames.push_back(Frame(w, h, 100 + t));
+  struct Run {
+    std::vector<std::vector<uint8_t>> out;
+    std::vector<int> counts;
+  };
+  auto run = [&](bool nearTheTop) {
+    LogCapture quiet;
+    Run r;
+    EXPECT_EQ(0, TARNO_VideoDenoiseInit(w, h, nullptr));
+    for (int t = 0; t < 8; ++t) {
+      // Both values are odd, like the count they replace (1, then 5).
+      if (nearTheTop && t == 2) {
+        g_hVideoDenoise->sPrevFrames.iFrameCount = INT_MAX - 4;
+      }
+      if (nearTheTop && t == 6) {
+        g_hVideoDenoise->sPrevFrames.iFrameCount = INT_MAX;
+      }
+      std::vector<uint8_t> dst(frames[t].size());
+      EXPECT_EQ(0, TARNO_VideoDenoise(frames[t].data(), dst.data(), w, h, 0,
+                                      100));
+      r.out.push_back(dst);
+      r.counts.push_back(g_hVideoDenoise->sPrevFrames.iFrameCount);
+    }
+    EXPECT_EQ(0, TARNO_VideoDenoiseDeinit());
+    return r;
+  };
+  const Run plain = run(false);
+  const Run top = run(true);
+  EXPECT_EQ((std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7}), plain.counts);
+  EXPECT_EQ((std::vector<int>{0, 1, INT_MAX - 3, INT_MAX - 2, 2, 3, 2, 3}),
+            top.counts);
+  for (int t = 0; t < 8; ++t) EXPECT_EQ(plain.out[t], top.out[t]) << t;
+}
+
+// When stripe thread k of a frame cannot start, the threads already running
+// are released and joined, one line says which, the call returns -1 and the
+// counter is as before: the next frames come out as if the failed frame had
+// never been offered.
+TEST_F(Lifecycle, AStripeThreadThatCannotStartFailsTheFrameAsIfNeverOffered) {
+  const int w = 176, h = 144;
+  std::vector<std::vector<uint8_t>> frames;
+  for (int t = 0; t < 3; ++t) frames.push_back(Frame(w, h, 200 + t));
+  auto denoise = [&](int t) {
+    std::vector<uint8_t> dst(frames[t].size());
+    EXPECT_EQ(0, TARNO_VideoDenoise(frames[t].data(), dst.data(), w, h, 0, 100));
+    return dst;
+  };
+  std::vector<std::vector<uint8_t>> expected;
+  {
+    LogCapture quiet;
+    ASSERT_EQ(0, TARNO_VideoDenoiseInit(w, h, nullptr));
+    for (int t = 0; t < 3; ++t) expected.push_back(denoise(t));
+    ASSERT_EQ(0, TARNO_VideoDenoiseDeinit());
+  }
+  for (int k = 0; k < 3; ++k) {
+    SCOPED_TRACE(k);
+    LogCapture log;
+    ASSERT_EQ(0, TARNO_VideoDenoiseInit(w, h, nullptr));
+    EXPECT_EQ(expected[0], denoise(0));
+    log.Clear();
+    std::vector<uint8_t> dst(frames[1].size());
+    VdThreadFailAt(k);
+    EXPECT_EQ(-1, TARNO_VideoDenoise(frames[1].data(), dst.data(), w, h, 0,
+                                     100));
+    // No thread after the one that failed is tried.
+    EXPECT_EQ(k + 1, VdThreadFailAt(-1));
+    const std::string line =
+        "Create stripe thread " + std::to_string(k) + " failed!\n";
+    EXPECT_EQ(1, log.Count(line));
+    int errors = 0;
+    for (const auto& l : log.Lines()) {
+      errors += l.message.find("failed") != std::string::npos;
+    }
+    EXPECT_EQ(1, errors);
+    EXPECT_EQ(0, g_hVideoDenoise->sPrevFrames.iFrameCount);
+    EXPECT_EQ(expected[1], denoise(1));
+    EXPECT_EQ(expected[2], denoise(2));
+    EXPECT_EQ(0, TARNO_VideoDenoiseDeinit());
+  }
 }
 
 // A call that overlaps a running one is refused with -1 and one line and

@@ -21,6 +21,10 @@
 #include <vector>
 
 #include "api/video_denoise.h"
+#include "tests/soak_util.h"
+
+using vdsoak::Next;
+using vdsoak::ResidentKb;
 
 namespace {
 
@@ -51,25 +55,6 @@ bool ParseOptions(int argc, char** argv, Options* o) {
     }
   }
   return o->frames > 0 && o->every > 0;
-}
-
-uint32_t Next(uint32_t* state) {
-  uint32_t x = *state;
-  x ^= x << 13;
-  x ^= x >> 17;
-  x ^= x << 5;
-  *state = x;
-  return x;
-}
-
-long ResidentKb() {
-  FILE* f = std::fopen("/proc/self/statm", "r");
-  if (!f) return -1;
-  long size = 0, resident = 0;
-  const int got = std::fscanf(f, "%ld %ld", &size, &resident);
-  std::fclose(f);
-  if (got != 2) return -1;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
 void QuietSink(int, const char*, const char*) {}

@@ -48,10 +48,10 @@ std::string Name(const Case& c) {
          std::to_string(c.morphology);
 }
 
-// Frame buffers are one block: Y, U, V, then the padding.
+// Frame buffers are one block: Y, U, V, then the dilation margin.
 Bytes Block(const sYuvImage_t* image, int w, int h) {
   return Bytes(image->pBuffer,
-               image->pBuffer + static_cast<size_t>(w) * h * 3 / 2 + VdFramePadding(w));
+               image->pBuffer + static_cast<size_t>(w) * h * 3 / 2 + VdDilate9x9Margin(w));
 }
 
 // A planar image over a copy of a frame buffer's block.

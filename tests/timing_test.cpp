@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "api/vd_instance.h"
+#include "base/vd_alloc.h"
 #include "tests/test_util.h"
 
 namespace {
@@ -78,6 +79,100 @@ TEST(Timing, HeaderOnceThenOneLinePerFrameAndTheStream) {
   }
   std::fclose(in);
   EXPECT_EQ(3, written);
+}
+
+// A stream that counts its lines and whether it was closed: which side
+// closes a timing stream is visible without touching a closed FILE.
+struct Watched {
+  int lines = 0;
+  int closes = 0;
+  FILE* file = nullptr;
+};
+
+FILE* OpenWatched(Watched* w) {
+  cookie_io_functions_t io = {};
+  io.write = [](void* c, const char* buf, size_t n) -> ssize_t {
+    Watched* self = static_cast<Watched*>(c);
+    for (size_t i = 0; i < n; ++i) self->lines += buf[i] == '\n';
+    return static_cast<ssize_t>(n);
+  };
+  io.close = [](void* c) {
+    ++static_cast<Watched*>(c)->closes;
+    return 0;
+  };
+  w->file = fopencookie(w, "w", io);
+  return w->file;
+}
+
+Watched* g_refused_stream = nullptr;
+int g_refused_result = 0;
+
+void SetStreamFromSink(int, const char*, const char* message) {
+  if (g_refused_stream && std::strncmp(message, "Process VideoDenoise", 20) == 0) {
+    g_refused_result = TARNO_VideoDenoiseSetTimingStream(g_refused_stream->file);
+    g_refused_stream = nullptr;
+  }
+}
+
+// The library owns a stream it was given: a replacement closes the old one
+// (the same stream again closes nothing), Deinit closes the last one, null
+// gives it back unclosed. A failed Init gives the stream back unclosed and
+// forgets it; a call during a frame is refused and changes nothing.
+TEST(Timing, TimingStreamOwnership) {
+  std::vector<uint8_t> src = vdtest::RandomBytes(96 * 96 * 3 / 2, 5);
+  std::vector<uint8_t> dst(src.size());
+  vdtest::LogCapture log;
+  Watched a, b, c, d, e;
+
+  ASSERT_EQ(0, TARNO_VideoDenoiseInit(96, 96, nullptr));
+  EXPECT_EQ(0, TARNO_VideoDenoiseSetTimingStream(OpenWatched(&a)));
+  EXPECT_EQ(0, TARNO_VideoDenoiseSetTimingStream(OpenWatched(&b)));
+  EXPECT_EQ(1, a.closes);
+  EXPECT_EQ(0, TARNO_VideoDenoiseSetTimingStream(b.file));
+  EXPECT_EQ(0, b.closes);
+  ASSERT_EQ(0, TARNO_VideoDenoiseDeinit());
+  EXPECT_EQ(1, b.closes);
+  EXPECT_EQ(1, a.closes);
+
+  // Null: back to the caller, who closes it.
+  EXPECT_EQ(0, TARNO_VideoDenoiseSetTimingStream(OpenWatched(&e)));
+  EXPECT_EQ(0, TARNO_VideoDenoiseSetTimingStream(nullptr));
+  ASSERT_EQ(0, TARNO_VideoDenoiseInit(96, 96, nullptr));
+  ASSERT_EQ(0, TARNO_VideoDenoiseDeinit());
+  EXPECT_EQ(0, e.closes);
+  std::fclose(e.file);
+
+  // A failed Init: the stream is the caller's again, and later instances
+  // neither write to it nor close it.
+  EXPECT_EQ(0, TARNO_VideoDenoiseSetTimingStream(OpenWatched(&c)));
+  VdAllocFailAt(3);
+  EXPECT_EQ(-1, TARNO_VideoDenoiseInit(96, 96, nullptr));
+  VdAllocFailAt(-1);
+  EXPECT_EQ(0, c.closes);
+  ASSERT_EQ(0, TARNO_VideoDenoiseInit(96, 96, nullptr));
+  ASSERT_EQ(0, TARNO_VideoDenoise(src.data(), dst.data(), 96, 96, 0, 100));
+  ASSERT_EQ(0, TARNO_VideoDenoiseDeinit());
+  EXPECT_EQ(0, c.closes);
+  EXPECT_EQ(0, c.lines);
+  std::fclose(c.file);
+  EXPECT_EQ(1, c.closes);
+
+  // During a frame: refused, the running stream stays and gets its line.
+  ASSERT_EQ(0, TARNO_VideoDenoiseInit(96, 96, nullptr));
+  EXPECT_EQ(0, TARNO_VideoDenoiseSetTimingStream(OpenWatched(&a)));
+  a.closes = a.lines = 0;
+  OpenWatched(&d);
+  g_refused_stream = &d;
+  TARNO_VideoDenoiseSetLogSink(SetStreamFromSink);
+  ASSERT_EQ(0, TARNO_VideoDenoise(src.data(), dst.data(), 96, 96, 0, 100));
+  TARNO_VideoDenoiseSetLogSink(nullptr);
+  EXPECT_EQ(-1, g_refused_result);
+  std::fflush(a.file);
+  EXPECT_EQ(1, a.lines);
+  ASSERT_EQ(0, TARNO_VideoDenoiseDeinit());
+  EXPECT_EQ(1, a.closes);
+  EXPECT_EQ(0, d.closes);
+  std::fclose(d.file);
 }
 
 }  // namespace

@@ -47,6 +47,10 @@ void VdGridSize(int width, int height, int* gridWidth, int* gridHeight);
 // Luma bands of an engine frame of this height (not of the thread count).
 int VdBandsFor(int height);
 
+// The default parameters of InitVideoDenoiseParams, without touching the
+// process-wide barrier counters (engine denoisers have none).
+void VdDefaultParams(Video_Denoise_Handle* h);
+
 // Moves the record to a frame of this size and type: a change of either
 // resets the history (counter -1, motion mask cleared).
 void VdReconfigure(Video_Denoise_Handle* h, int width, int height, int eType);

@@ -321,7 +321,7 @@ extern "C" vd_status vd_create(const vd_options* o, vd_denoiser** out) {
   }
   std::memset(h, 0, sizeof(*h));
   d->h = h;
-  InitVideoDenoiseParams(h);
+  VdDefaultParams(h);
   h->iMaxWidth = h->iWidth = d->gridMaxWidth;
   h->iMaxHeight = h->iHeight = d->gridMaxHeight;
   if (o->config_path &&

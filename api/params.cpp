@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "api/denoiser_internal.h"
 #include "api/vd_instance.h"
 #include "base/vd_log.h"
 #include "parallel/stripe.h"
@@ -25,7 +26,7 @@ int* CfgField(Video_Denoise_Handle* handle, int position) {
 
 }  // namespace
 
-extern "C" void InitVideoDenoiseParams(Video_Denoise_Handle* handle) {
+void VdDefaultParams(Video_Denoise_Handle* handle) {
   handle->iReserved = 100;
   handle->eType = 0;
   handle->iCfgSwitch1 = 0;
@@ -37,6 +38,11 @@ extern "C" void InitVideoDenoiseParams(Video_Denoise_Handle* handle) {
   std::memcpy(handle->iFilterParams, kFilterParamDefaults,
               sizeof(kFilterParamDefaults));
   handle->sPrevFrames.iFrameCount = -1;
+}
+
+// The process-wide instance also puts its barrier counters at rest.
+extern "C" void InitVideoDenoiseParams(Video_Denoise_Handle* handle) {
+  VdDefaultParams(handle);
   g_canFilter = 0;
   g_canDeleteDP = 0;
   g_canErose = 0;

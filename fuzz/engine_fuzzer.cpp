@@ -131,7 +131,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       o.max_width >= 16 && o.max_height >= 16 && o.max_width <= 8192 &&
       o.max_height <= 8192 && !(o.max_width & 1) && !(o.max_height & 1) &&
       o.threads >= 0 &&
-      (method == VD_METHOD_FUZZY || method == VD_METHOD_TEMPORAL);
+      (method == VD_METHOD_FUZZY || method == VD_METHOD_TEMPORAL ||
+       method == VD_METHOD_ADAPTIVE);
   vd_denoiser* d = nullptr;
   const vd_status created = vd_create(&o, &d);
   if (!validOptions) {

@@ -264,8 +264,10 @@ void FuzzConvert(FuzzInput& in) {
     ConvertNV21ToI420(src.data(), mid.data(), width, height);
   }
   const size_t n = static_cast<size_t>(width) * height;
-  if ((n >> 2) % 8 != 0) return;
-  // Whole blocks: the two conversions undo each other.
+  // Whole blocks, and as many interleaved bytes as twice the planar samples
+  // (n a multiple of 4): the second conversion then reads exactly what the
+  // first wrote, and the two undo each other.
+  if ((n >> 2) % 8 != 0 || n % 4 != 0) return;
   const vdfuzz::Sizes second = toNV21 ? vdfuzz::NV21ToI420Sizes(width, height)
                                       : vdfuzz::I420ToNV21Sizes(width, height);
   Plane back(second.dst, flush);

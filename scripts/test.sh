@@ -19,7 +19,7 @@ targets=("$@")
 ((${#targets[@]})) || targets=(native armv7 aarch64 asan tsan fuzz soak valgrind)
 build_root=${VD_BUILD_ROOT:-$root/build}
 
-# The tests that run threads: the frame path (fused and step by step), both
+# The tests that run threads: the frame path, the engine (and its stress test), both
 # pipelines, the barrier, the persistent stripe pool, the worker pool, the
 # lifecycle, the overlapping-call guards, the engine and eight engine
 # denoisers under load.

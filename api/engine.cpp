@@ -139,6 +139,11 @@ vd_status CheckFrame(vd_denoiser* d, const vd_frame* f, const char* name) {
   return VD_OK;
 }
 
+VdFrameView ViewOf(const vd_frame* f) {
+  return VdFrameView{f->width, f->height, f->y,        f->u,
+                     f->v,     f->y_stride, f->uv_stride, f->uv_pixel_stride};
+}
+
 void RunPhases(vd_denoiser* d, const VdPhase* phases, int count) {
   for (int p = 0; p < count; ++p) {
     VdPoolRun(d->pool, phases[p].run, phases[p].arg, phases[p].items, true);
@@ -151,24 +156,17 @@ struct PadJob {
   int gw, gh, bands;
 };
 
-void BandOf(int height, int bands, int band, int* first, int* rows) {
-  const int start = (height * band / bands) & ~1;
-  const int end = band + 1 == bands ? height : (height * (band + 1) / bands) & ~1;
-  *first = start;
-  *rows = end - start;
-}
-
 void PadItem(void* arg, int band) {
   const PadJob* p = static_cast<const PadJob*>(arg);
   int first, rows;
-  BandOf(p->gh, p->bands, band, &first, &rows);
+  VdEvenBand(p->gh, p->bands, band, &first, &rows);
   VdPadRows(p->client, p->staging, p->gw, p->gh, first, rows);
 }
 
 void CropItem(void* arg, int band) {
   const PadJob* p = static_cast<const PadJob*>(arg);
   int first, rows;
-  BandOf(p->gh, p->bands, band, &first, &rows);
+  VdEvenBand(p->gh, p->bands, band, &first, &rows);
   VdCropRows(p->staging, p->gw, p->gh, p->client, first, rows);
 }
 
@@ -377,24 +375,16 @@ extern "C" vd_status vd_denoise(vd_denoiser* d, const vd_frame* src,
   }
 
   if (d->adaptive) {
-    const VdFrameView in = {src->width, src->height,     src->y,
-                            src->u,     src->v,          src->y_stride,
-                            src->uv_stride, src->uv_pixel_stride};
-    const VdFrameView to = {dst->width, dst->height,     dst->y,
-                            dst->u,     dst->v,          dst->y_stride,
-                            dst->uv_stride, dst->uv_pixel_stride};
+    const VdFrameView in = ViewOf(src);
+    const VdFrameView to = ViewOf(dst);
     VdPhase phases[VD_MAX_PHASES];
     const int count = VdAdaptivePlan(d->adaptive, &in, &to, type, iso, phases);
     RunPhases(d, phases, count);
     return VD_OK;
   }
   Video_Denoise_Handle* h = d->h;
-  const VdFrameView client = {src->width, src->height,     src->y,
-                              src->u,     src->v,          src->y_stride,
-                              src->uv_stride, src->uv_pixel_stride};
-  const VdFrameView out = {dst->width, dst->height,     dst->y,
-                           dst->u,     dst->v,          dst->y_stride,
-                           dst->uv_stride, dst->uv_pixel_stride};
+  const VdFrameView client = ViewOf(src);
+  const VdFrameView out = ViewOf(dst);
   int gw, gh;
   VdGridSize(src->width, src->height, &gw, &gh);
   const bool padded = gw != src->width || gh != src->height;
@@ -440,7 +430,10 @@ extern "C" vd_status vd_denoise(vd_denoiser* d, const vd_frame* src,
   }
   VdStamp(times, VD_T_TEMPORAL_FILTER);
   VdStamp(times, VD_T_JOINED);
-  VdLogFuzzyTimes(&d->log, times, nullptr);
+  // Formatted only when someone listens at the trace level.
+  if (d->log.minLevel <= d->log.traceLevel) {
+    VdLogFuzzyTimes(&d->log, times, nullptr);
+  }
   return VD_OK;
 }
 

@@ -79,10 +79,12 @@ void VdBandRows(const VdFrameJob* job, int band, int* first, int* rows) {
     *rows = job->layout.rows[band];
     return;
   }
-  const int h = job->height;
-  const int start = (h * band / job->bands) & ~1;
-  const int end =
-      band + 1 == job->bands ? h : (h * (band + 1) / job->bands) & ~1;
+  VdEvenBand(job->height, job->bands, band, first, rows);
+}
+
+void VdEvenBand(int height, int bands, int band, int* first, int* rows) {
+  const int start = (height * band / bands) & ~1;
+  const int end = band + 1 == bands ? height : (height * (band + 1) / bands) & ~1;
   *first = start;
   *rows = end - start;
 }

@@ -113,6 +113,9 @@ void VdInputItem(void* arg, int band);
 void VdSpatialLumaItem(void* arg, int band);
 void VdSpatialChromaItem(void* arg, int stripe);
 
+// Band `band` of `bands` even-height bands cutting `height` rows.
+void VdEvenBand(int height, int bands, int band, int* first, int* rows);
+
 // Rows [first, first + rows) of band `band`.
 void VdBandRows(const VdFrameJob* job, int band, int* first, int* rows);
 

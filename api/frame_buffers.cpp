@@ -16,10 +16,9 @@ const VdChromaBuffers kGlobalChroma = {p_uvSpaBuff_1, p_uvSpaBuff_2,
                                        p_uvSpaBuff_3};
 
 // Frame images and work buffers start zero-filled, so no result ever depends
-// on memory that was never written; each is followed by the 9x9 dilation's
-// margin.
+// on memory that was never written.
 sYuvImage_t* AllocFrame(int width, int height) {
-  return VdMallocYuvEx(width, height, VdDilate9x9Margin(width), 1);
+  return VdMallocYuvEx(width, height, 0, 1);
 }
 
 bool AllocNamed(const VdLogger* log, sYuvImage_t** slot, const char* name,
@@ -39,10 +38,6 @@ void Release(sYuvImage_t** slot, int width, int height) {
 }
 
 }  // namespace
-
-size_t VdDilate9x9Margin(int width) {
-  return static_cast<size_t>(width > 0 ? width / 2 : 0) * 4;
-}
 
 int VdAllocFrameBuffers(Video_Denoise_Handle* handle,
                         const VdChromaBuffers* chroma, const VdLogger* log,

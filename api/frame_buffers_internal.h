@@ -8,15 +8,8 @@
 #include "base/vd_log.h"
 #include "frame/frame_job.h"
 
-// The one margin a frame image carries past its V plane: the temporal
-// pipeline's 9x9 dilation computes the last four rows of the bottom stripe
-// from four source rows past the plane it is given (its defined stepping,
-// kept byte for byte). On luma those rows are the U plane's first bytes; on
-// V they lie past the image, so each frame image is followed by four
-// zero-filled rows of chroma width, which read as still. Every other buffer
-// is exact: frame images width x height x 3 / 2, chroma work buffers the
-// size their caller gives.
-size_t VdDilate9x9Margin(int width);
+// Every buffer is exact: frame images width x height x 3 / 2 in one block
+// (Y, U, V), chroma work buffers the size their caller gives.
 
 // Allocates the frame images of the handle's current size and the twelve
 // chroma work buffers of exactly chromaBytes each, in the order and

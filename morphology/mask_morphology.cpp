@@ -306,17 +306,70 @@ void RunOnStripe(MaskKernel kernel, int margin, sYuvImage_t* src,
   }
 }
 
+// Rows [firstRow, endRow) of the 9x9 OR rule, columns 4 .. width - 5, for a
+// plane of `rows` rows whose window rows past the plane's last row are
+// taken from `after` (the rows that follow the plane in its frame image),
+// or, where after is null, contribute nothing (an OR with zero).
+void DilateRowsBeforeAfter(const uint8_t* src, uint8_t* dst, int width,
+                           int rows, int firstRow, int endRow,
+                           const uint8_t* after) {
+  const ptrdiff_t w = width;
+  for (ptrdiff_t r = firstRow; r < endRow; ++r) {
+    for (ptrdiff_t c = 4; c < w - 4; ++c) {
+      uint8_t m = 0;
+      for (ptrdiff_t y = r - 4; y <= r + 4; ++y) {
+        const uint8_t* row = y < rows ? src + y * w
+                             : after ? after + (y - rows) * w
+                                     : nullptr;
+        if (!row) continue;
+        for (ptrdiff_t x = c - 4; x <= c + 4; ++x) m |= row[x];
+      }
+      dst[r * w + c] = m;
+    }
+  }
+}
+
+// The last plane of a frame (the bottom or only stripe): Dilate9x9 computes
+// its last rows from four rows past the plane. Those are read from `after`
+// instead (null: none), so nothing past the frame image is touched: the
+// kernel runs on all but the last four rows, which its own reads then never
+// pass, and the rows whose window reaches past the plane are finished here
+// with the same borders and the same rule.
+void DilateLastPlane(unsigned char* src, unsigned char* dst, int width,
+                     int rows, int edgeType, const uint8_t* after) {
+  const int pairs = (rows - 4) >> 1;
+  const int end = pairs > 0 ? 4 + 2 * pairs : 4;  // past the last computed row
+  if (rows < 16 || width < 9) {
+    VdCopyMaskBorders(src, dst, width, rows, edgeType, 4);
+    DilateRowsBeforeAfter(src, dst, width, rows, 4, end, after);
+    return;
+  }
+  // Same row parity, so the kernel's pairs sit where they sit for rows;
+  // its bottom border copy covers rows - 8 .. rows - 5, which the kernel or
+  // the finish below then computes as it would have.
+  Dilate9x9Plane(src, dst, width, rows - 4, edgeType);
+  const ptrdiff_t w = width;
+  memcpy(dst + (rows - 4) * w, src + (rows - 4) * w, 4 * w);
+  DilateRowsBeforeAfter(src, dst, width, rows, end - 4, end, after);
+}
+
 // One plane of VdDilateStripeOwnRows: up borrowed rows, the stripe's own
-// rows, and below them down borrowed rows that are read but not written.
+// rows, and below them down borrowed rows that are read but not written
+// (none for the frame's last stripe, whose plane is followed by `after`).
 // Dilate9x9 computes rows 4 .. rows - 1 of what it is given. Given the
 // borrowed rows below as well, it computes the next stripe's first rows too;
 // without them it computes the stripe's own rows (the pairs it keeps are at
 // the same places) and its four-row read overrun lands on the borrowed rows.
 void DilatePlaneOwnRows(unsigned char* src, unsigned char* dst, int width,
-                        int up, int own, int down, int edgeType) {
+                        int up, int own, int down, int edgeType,
+                        const uint8_t* after) {
   const int rows = up + own;
   const ptrdiff_t w = width;
-  if (down > 0 && width >= 4) {
+  if (down == 0) {
+    DilateLastPlane(src, dst, width, rows, edgeType, after);
+    return;
+  }
+  if (width >= 4) {
     // With the borrowed rows the border rule also copied the side columns of
     // the stripe's last four rows; copy them first, as the kernel does its
     // borders, so that computed writes landing there still win.
@@ -326,7 +379,7 @@ void DilatePlaneOwnRows(unsigned char* src, unsigned char* dst, int width,
     }
   }
   Dilate9x9Plane(src, dst, width, rows, edgeType);
-  if (down > 0 && rows > 4 && ((rows - 4) & 1)) {
+  if (rows > 4 && ((rows - 4) & 1)) {
     // An odd own row count leaves the last own row out of the pairs; with
     // the borrowed rows it was the first row of a pair that reached into
     // the next stripe.
@@ -381,14 +434,16 @@ int VdDilateStripeOwnRows(sYuvImage_t* src, sYuvImage_t* dst, int width,
   int down = 0;
   GetEdgeUpAndDown(edgeType, up, down, 4);
   const ptrdiff_t luma = offset - up * width;
+  // A frame image is one block, Y then U then V: the rows after the last
+  // luma row are U's, after U's come V's, after V's nothing.
   DilatePlaneOwnRows(src->pY + luma, dst->pY + luma, width, up, height, down,
-                     edgeType);
+                     edgeType, src->pU);
   if (withChroma) {
     const ptrdiff_t chroma = (offset >> 2) - ((up * width) >> 1);
     DilatePlaneOwnRows(src->pU + chroma, dst->pU + chroma, width >> 1, up,
-                       height >> 1, down, edgeType);
+                       height >> 1, down, edgeType, src->pV);
     DilatePlaneOwnRows(src->pV + chroma, dst->pV + chroma, width >> 1, up,
-                       height >> 1, down, edgeType);
+                       height >> 1, down, edgeType, nullptr);
   }
   return 1;
 }

@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "api/frame_buffers_internal.h"
 #include "api/vd_instance.h"
 #include "image/convert.h"
 #include "morphology/mask_morphology.h"
@@ -48,15 +47,17 @@ std::string Name(const Case& c) {
          std::to_string(c.morphology);
 }
 
-// Frame buffers are one block: Y, U, V, then the dilation margin.
+// Frame buffers are one block: Y, U, V.
 Bytes Block(const sYuvImage_t* image, int w, int h) {
   return Bytes(image->pBuffer,
-               image->pBuffer + static_cast<size_t>(w) * h * 3 / 2 + VdDilate9x9Margin(w));
+               image->pBuffer + static_cast<size_t>(w) * h * 3 / 2);
 }
 
-// A planar image over a copy of a frame buffer's block.
+// A planar image over a copy of a frame buffer's block, followed by the four
+// zeroed chroma rows that DilateProcess, called directly, reads past V.
 struct Planes {
-  Planes(const Bytes& block, int w, int h) : data(block) {
+  Planes(const Bytes& block, int w, int h) : data(block), size(block.size()) {
+    data.resize(size + static_cast<size_t>(w / 2) * 4, 0);
     std::memset(&image, 0, sizeof(image));
     const size_t n = static_cast<size_t>(w) * h;
     image.iWidth = image.iStride = w;
@@ -66,7 +67,10 @@ struct Planes {
     image.pU = data.data() + n;
     image.pV = image.pU + n / 4;
   }
+  // The block's bytes, without the rows past it.
+  Bytes Block() const { return Bytes(data.begin(), data.begin() + size); }
   Bytes data;
+  size_t size;
   sYuvImage_t image;
 };
 
@@ -263,8 +267,8 @@ State Reference(const State& pre, const Bytes& spatialBlock,
                           outChroma);
   });
 
-  State r{out, mask.data, work.data, {}, pre.ring};
-  r.ring[c % n] = target.data;
+  State r{out, mask.Block(), work.Block(), {}, pre.ring};
+  r.ring[c % n] = target.Block();
   return r;
 }
 
@@ -382,6 +386,71 @@ TEST_F(TemporalStripes, OddWidthsRepeatAndKeepEachStripeInItsRows) {
 // 968 rows give odd chroma stripe heights (161 rows).
 TEST_F(TemporalStripes, ExactWidthGivesTheExportedWrappersBytes) {
   Run({1920, 968, 1, 1}, 3, false, &kExported, {{0, 1, 2}});
+}
+
+
+// The frame's last stripe (and a frame that is one stripe): the own-rows
+// dilation reads nothing past the frame image, yet gives every byte that
+// the kernel (or, at a drifting width, its row-exact form) gives when the
+// image is followed by zeroed rows, at exact and drifting widths and at
+// heights down to the smallest frame; random masks, as set/clear bytes and
+// as arbitrary bytes.
+TEST(DilateLastStripe, ReadsNothingPastTheImageAndKeepsTheBytes) {
+  const int widths[] = {16, 18, 24, 40, 48, 80, 96, 130, 160};
+  uint32_t seed = 5;
+  for (int w : widths) {
+    for (int h = 16; h <= 80; h += 2) {
+      for (int edge : {VD_EDGE_BOTTOM, VD_EDGE_WHOLE}) {
+        const int first = edge == VD_EDGE_WHOLE ? 0 : (h / 3) & ~1;
+        const int rows = h - first;
+        const size_t image = static_cast<size_t>(w) * h * 3 / 2;
+        const size_t tail = static_cast<size_t>(w / 2) * 4;
+        Bytes src = vdtest::RandomBytes(image, seed++);
+        if (seed & 1) {
+          for (uint8_t& b : src) b = b < 40 ? 255 : 0;
+        }
+        Bytes want = vdtest::RandomBytes(image, seed++);
+        Bytes got = want;
+        Bytes paddedSrc = src;
+        paddedSrc.resize(image + tail, 0);
+        want.resize(image + tail, 0);
+        Planes in(src, w, h), out(got, w, h);
+        sYuvImage_t padIn = in.image, padOut = out.image;
+        const ptrdiff_t shift = paddedSrc.data() - in.data.data();
+        padIn.pY += shift;
+        padIn.pU += shift;
+        padIn.pV += shift;
+        const ptrdiff_t shiftOut = want.data() - out.data.data();
+        padOut.pY += shiftOut;
+        padOut.pU += shiftOut;
+        padOut.pV += shiftOut;
+        vdtest::GuardedBuffer exact(image);
+        std::memcpy(exact.data(), src.data(), image);
+        sYuvImage_t guarded = in.image;
+        guarded.pY = exact.data();
+        guarded.pU = guarded.pY + static_cast<size_t>(w) * h;
+        guarded.pV = guarded.pU + static_cast<size_t>(w) * h / 4;
+        const int up = edge == VD_EDGE_WHOLE ? 0 : 4;
+        for (int p = 0; p < 3; ++p) {
+          const int pw = p == 0 ? w : w / 2;
+          const int shiftRows = p == 0 ? 1 : 2;
+          uint8_t* from = p == 0 ? padIn.pY : p == 1 ? padIn.pU : padIn.pV;
+          uint8_t* to = p == 0 ? padOut.pY : p == 1 ? padOut.pU : padOut.pV;
+          const ptrdiff_t at = static_cast<ptrdiff_t>(first / shiftRows - up) * pw;
+          const int n = up + rows / shiftRows;
+          if (VdMaskStepsExact(pw, 4)) {
+            Dilate9x9(from + at, to + at, pw, n, edge);
+          } else {
+            VdDilate9x9Rows(from + at, to + at, pw, n, edge);
+          }
+        }
+        VdDilateStripeOwnRows(&guarded, &out.image, w, rows, 1, first * w,
+                              edge);
+        want.resize(image);
+        ASSERT_EQ(want, out.Block()) << w << "x" << h << " edge " << edge;
+      }
+    }
+  }
 }
 
 }  // namespace

@@ -1,10 +1,9 @@
 // Every level of both pipelines, with the chroma flag of the temporal
 // pipeline (the configuration's iFilterParams[1]) off and on, at 96x96,
 // 720x480 and 1920x1080, through the process-wide API and an engine
-// denoiser. The frame images, work frames and chroma work buffers carry no
-// slack beyond the named margins of the kernels that step past their
-// planes, so under AddressSanitizer (the asan run) a read or write past any
-// of them is caught here.
+// denoiser. The frame images, work frames and chroma work buffers are
+// exactly their planes, so under AddressSanitizer (the asan run) a read or
+// write past any of them is caught here.
 #include <gtest/gtest.h>
 
 #include <cstdio>

@@ -96,7 +96,7 @@ int RegisterKernels() {
   // Luma spatial pass: the whole frame as one region.
   RegisterVariants("BoxFilter3x3", VdBoxFilterKernels,
                    &BoxFilterKernels::box3x3, luma, [](BoxFilterFn fn) {
-                     fn(P().a.data(), P().out.data(), kW, kH, 1);
+                     fn(P().a.data(), kW, P().out.data(), kW, kW, kH, 1);
                    });
   Register("BoxFilter3x3", "entry", luma, [] {
     BoxFilter3x3(P().a.data(), P().out.data(), kW, kH, nullptr, 1);

@@ -65,15 +65,6 @@ void VdChromaIn(VdFrameJob* job, int first, int rows) {
   }
 }
 
-void VdLumaIn(VdFrameJob* job, int first, int rows) {
-  unsigned char* y = job->st->h->pCurFrame->pY;
-  const VdFrameView& s = job->src;
-  for (int r = first; r < first + rows; ++r) {
-    std::memcpy(y + static_cast<ptrdiff_t>(r) * job->width,
-                s.y + static_cast<ptrdiff_t>(r) * s.y_stride, job->width);
-  }
-}
-
 void VdLumaOut(VdFrameJob* job, const unsigned char* plane, int first,
                int rows) {
   const VdFrameView& d = job->dst;

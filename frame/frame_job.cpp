@@ -103,8 +103,8 @@ void VdPrepareJob(VdFrameJob* job, VdDenoiseState* st, const VdFrameView& src,
                                  : sYuvImage_t{};
   job->dstImage = job->dstPacked ? DescribeNv21(dst.y, dst.width, dst.height)
                                  : sYuvImage_t{};
-  job->stageLuma = src.y_stride != job->width;
-  job->lumaIn = job->stageLuma ? h->pCurFrame->pY : src.y;
+  job->lumaIn = src.y;
+  job->lumaStride = src.y_stride;
   job->lumaOutEarly = !st->visibleWorkFrames && LumaApart(src, dst);
   VdComputeFrameLayout(job->height, &job->layout);
   job->bands = bands;

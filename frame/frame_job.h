@@ -6,6 +6,8 @@
 #ifndef VD_FRAME_FRAME_JOB_H_
 #define VD_FRAME_FRAME_JOB_H_
 
+#include <stddef.h>
+
 #include "api/vd_instance.h"
 #include "base/vd_log.h"
 #include "frame/phase.h"
@@ -71,10 +73,10 @@ struct VdFrameJob {
   // API describes its frames.
   sYuvImage_t srcImage, dstImage;
   bool srcPacked, dstPacked;
-  // Luma the box filter reads: the client's plane, or pCurFrame's luma when
-  // the client's rows are padded (copied there in the first phase).
+  // The client's luma plane and its row stride: the spatial pass reads it
+  // where it lies, padded rows or not.
   const unsigned char* lumaIn;
-  bool stageLuma;
+  ptrdiff_t lumaStride;
   // The destination's luma shares no byte with the source: the full path
   // may write it while other bands still read the source.
   bool lumaOutEarly;
@@ -131,8 +133,6 @@ enum {
 // Pieces the pipelines share (frame_io.cpp).
 // Client chroma rows of band rows [first, first + rows) into pCurFrame.
 void VdChromaIn(VdFrameJob* job, int first, int rows);
-// Client luma rows into pCurFrame's luma (padded client rows only).
-void VdLumaIn(VdFrameJob* job, int first, int rows);
 // Rows [first, first + rows) of a planar frame of the instance to the
 // client's destination; chroma only when withChroma.
 void VdFrameOut(VdFrameJob* job, sYuvImage_t* from, int first, int rows,

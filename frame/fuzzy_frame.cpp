@@ -28,6 +28,7 @@
 #include "parallel/stripe.h"
 #include "spatial/box_blend.h"
 #include "spatial/box_filter.h"
+#include "spatial/box_filter_internal.h"
 #include "spatial/chroma_filter_internal.h"
 #include "spatial/fuzzy_filter.h"
 #include "temporal/motion_mask.h"
@@ -81,7 +82,6 @@ void CopyChromaRows(const sYuvImage_t* from, sYuvImage_t* to, int offset,
 }
 
 void Input(VdFrameJob* job, int first, int rows) {
-  if (job->stageLuma) VdLumaIn(job, first, rows);
   if (job->convertsInput) VdChromaIn(job, first, rows);
 }
 
@@ -91,16 +91,17 @@ void Input(VdFrameJob* job, int first, int rows) {
 // the same bytes as the three stages).
 void LumaOnePass(VdFrameJob* job, int first, int rows) {
   const ptrdiff_t w = job->width;
-  const unsigned char* src = job->lumaIn;
+  const ptrdiff_t ss = job->lumaStride;
   const unsigned char* prev = job->prev->pY;
   unsigned char* out = job->cur->pY;
   const VdBoxBlendRowFn blend = VdBoxBlendKernels(VdSimdLevel()).row;
   for (int y = first; y < first + rows; ++y) {
     const ptrdiff_t o = y * w;
+    const unsigned char* src = job->lumaIn + y * ss;
     if (y == 0 || y == job->height - 1) {
-      VdBlendRow_C(src + o, prev + o, out + o, job->width, job->level);
+      VdBlendRow_C(src, prev + o, out + o, job->width, job->level);
     } else {
-      blend(src + o - w, src + o, src + o + w, prev + o, out + o, job->width,
+      blend(src - ss, src, src + ss, prev + o, out + o, job->width,
             job->level);
     }
     // The row goes out while it is in cache.
@@ -117,11 +118,11 @@ void Luma(VdFrameJob* job, int first, int rows, bool full) {
   }
   Video_Denoise_Handle* h = job->st->h;
   const ptrdiff_t w = job->width;
-  const unsigned char* src = job->lumaIn;
+  const ptrdiff_t ss = job->lumaStride;
   unsigned char* spatial = h->pSpaDenoiseFrame->pY;
   unsigned char* diff = h->pTempFrame1->pY;
   unsigned char* sign = h->pTempFrame2->pY;
-  sVNRPoint kernel = {3, 3};
+  const BoxFilterFn box = VdBoxFilterKernels(VdSimdLevel()).box3x3;
   const int block = BlockRows(job->width);
   for (int y = first; y < first + rows; y += block) {
     const int n = first + rows - y < block ? first + rows - y : block;
@@ -129,9 +130,8 @@ void Luma(VdFrameJob* job, int first, int rows, bool full) {
     const bool bottom = y + n == job->height;
     const int above = top ? 0 : 1;
     const int below = bottom ? 0 : 1;
-    const ptrdiff_t start = (y - above) * w;
-    BoxFilter3x3(const_cast<unsigned char*>(src) + start, spatial + start,
-                 job->width, above + n + below, &kernel, VdEdgeOf(top, bottom));
+    box(job->lumaIn + (y - above) * ss, ss, spatial + (y - above) * w, w,
+        job->width, above + n + below, VdEdgeOf(top, bottom));
     if (!full) continue;
     const ptrdiff_t o = y * w;
     unsigned char* prev = job->prev->pY;
@@ -190,7 +190,7 @@ void ChromaOwnRows(VdFrameJob* job, int stripe) {
   VdTrace(job->st->log,
           "iWidth:src_y:%p dst_y:%p %d iHeight:%d iEdgeUp:%d iEdgeDown:%d "
           "iEdge:%d",
-          static_cast<const void*>(job->lumaIn + start),
+          static_cast<const void*>(job->lumaIn + (first - up) * job->lumaStride),
           static_cast<void*>(spatial->pY + start), width, stripeRows, up, down,
           edge);
   const int chromaOffset = (first * width) >> 2;
@@ -227,7 +227,7 @@ void VdSpatialLumaItem(void* arg, int band) {
   VdFrameJob* job = JobOf(arg);
   int first, rows;
   VdBandRows(job, band, &first, &rows);
-  if (!job->stageLuma) Input(job, first, rows);
+  Input(job, first, rows);
   Luma(job, first, rows, false);
 }
 
@@ -253,7 +253,7 @@ void FullLumaItem(void* arg, int band) {
   int first, rows;
   VdBandRows(job, band, &first, &rows);
   VdStamp(job->st->times, VD_T_FUZZY_START);
-  if (!job->stageLuma) Input(job, first, rows);
+  Input(job, first, rows);
   Luma(job, first, rows, true);
 }
 
@@ -322,9 +322,6 @@ int VdPlanFuzzy(VdFrameJob* job, VdPhase* phases) {
   if (h->iCfgSwitch1 || h->iCfgSwitch2) {
     phases[count++] = VdPhase{VdInputItem, job, bands, VD_SYNC_FILTER};
     return count;
-  }
-  if (job->stageLuma) {
-    phases[count++] = VdPhase{VdInputItem, job, bands, VD_SYNC_FILTER};
   }
   if (job->part == VD_PART_SPATIAL) {
     phases[count++] = VdPhase{VdSpatialLumaItem, job, bands, VD_SYNC_FILTER};

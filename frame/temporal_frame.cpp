@@ -123,9 +123,6 @@ int VdPlanTemporal(VdFrameJob* job, VdPhase* phases) {
     return count;
   }
   if (job->part != VD_PART_AFTER_SPATIAL) {
-    if (job->stageLuma) {
-      phases[count++] = VdPhase{VdInputItem, job, 3, VD_SYNC_FILTER};
-    }
     phases[count++] = VdPhase{VdSpatialLumaItem, job, 3, VD_SYNC_FILTER};
   }
   phases[count++] =

@@ -108,7 +108,7 @@ struct Outputs {
   Plane a, b;
 };
 
-using BoxC = int (*)(const unsigned char*, unsigned char*, int, int, int);
+using BoxC = BoxFilterFn;
 using BoxX = int (*)(unsigned char*, unsigned char*, int, int, sVNRPoint*, int);
 
 void FuzzBox(FuzzInput& in, BoxX exported, BoxC reference) {
@@ -120,7 +120,9 @@ void FuzzBox(FuzzInput& in, BoxX exported, BoxC reference) {
   Plane src(n, flush);
   Fill(in, src);
   Outputs out(n, flush);
-  if (reference(src.data(), out.a.data(), width, rows, edge) != 1) std::abort();
+  if (reference(src.data(), width, out.a.data(), width, width, rows, edge) != 1) {
+    std::abort();
+  }
   if (exported(src.data(), out.b.data(), width, rows, nullptr, edge) != 1) {
     std::abort();
   }

@@ -14,14 +14,12 @@ namespace {
 // columns in blocks; since each output reads only the source, the order is
 // invisible in the result and this reference simply visits every pixel.
 template <int radius, unsigned char (*mean)(uint32_t)>
-int BoxFilterScalar(const unsigned char* src, unsigned char* dst, int width,
-                    int rows, int iEdge) {
-  VdBoxCopyEdges(src, dst, width, rows, radius, iEdge);
-  const ptrdiff_t w = width;
-  for (int y = radius; y < rows - radius; ++y) {
-    for (int x = radius; x < width - radius; ++x) {
-      const ptrdiff_t i = y * w + x;
-      dst[i] = mean(VdBoxSum(src + i, w, radius));
+int BoxFilterScalar(const unsigned char* src, ptrdiff_t ss, unsigned char* dst,
+                    ptrdiff_t ds, int width, int rows, int iEdge) {
+  VdBoxCopyEdges(src, ss, dst, ds, width, rows, radius, iEdge);
+  for (ptrdiff_t y = radius; y < rows - radius; ++y) {
+    for (ptrdiff_t x = radius; x < width - radius; ++x) {
+      dst[y * ds + x] = mean(VdBoxSum(src + y * ss + x, ss, radius));
     }
   }
   return 1;
@@ -29,46 +27,36 @@ int BoxFilterScalar(const unsigned char* src, unsigned char* dst, int width,
 
 }  // namespace
 
-void VdBoxCopyEdges(const unsigned char* src, unsigned char* dst, int width,
-                    int rows, int radius, int iEdge) {
+void VdBoxCopyEdges(const unsigned char* src, ptrdiff_t ss, unsigned char* dst,
+                    ptrdiff_t ds, int width, int rows, int radius, int iEdge) {
   if (width <= 0 || rows <= 0) return;
-  const size_t w = static_cast<size_t>(width);
-  if (iEdge == 1 || iEdge == 3) {
-    const int n = rows < radius ? rows : radius;
-    std::memcpy(dst, src, n * w);
-  }
-  if (iEdge == 1 || iEdge == 2) {
-    const int first = rows > radius ? rows - radius : 0;
-    std::memcpy(dst + first * w, src + first * w, (rows - first) * w);
-  }
+  const auto copyRows = [&](int first, int end) {
+    for (ptrdiff_t y = first; y < end; ++y) {
+      std::memcpy(dst + y * ds, src + y * ss, width);
+    }
+  };
+  if (iEdge == 1 || iEdge == 3) copyRows(0, rows < radius ? rows : radius);
+  if (iEdge == 1 || iEdge == 2) copyRows(rows > radius ? rows - radius : 0, rows);
   const int left = width < radius ? width : radius;
   const int right = width > radius ? width - radius : 0;
-  for (int y = radius; y < rows - radius; ++y) {
-    const size_t row = y * w;
-    std::memcpy(dst + row, src + row, left);
-    std::memcpy(dst + row + right, src + row + right, width - right);
+  for (ptrdiff_t y = radius; y < rows - radius; ++y) {
+    std::memcpy(dst + y * ds, src + y * ss, left);
+    std::memcpy(dst + y * ds + right, src + y * ss + right, width - right);
   }
 }
 
-int BoxFilter3x3_C(const unsigned char* src, unsigned char* dst, int width,
-                   int rows, int iEdge) {
-  return BoxFilterScalar<1, VdBoxMean9>(src, dst, width, rows, iEdge);
-}
-
-int BoxFilter_C(const unsigned char* src, unsigned char* dst, int width,
-                int rows, int iEdge) {
-  return BoxFilterScalar<2, VdBoxMean25>(src, dst, width, rows, iEdge);
-}
-
-int BoxFilter7x7_C(const unsigned char* src, unsigned char* dst, int width,
-                   int rows, int iEdge) {
-  return BoxFilterScalar<3, VdBoxMean49>(src, dst, width, rows, iEdge);
-}
-
-int BoxFilter_nxn_C(const unsigned char* src, unsigned char* dst, int width,
-                    int rows, int iEdge) {
-  return BoxFilterScalar<5, VdBoxMean121>(src, dst, width, rows, iEdge);
-}
+#define VD_BOX_SCALAR(name, radius, mean)                                 \
+  int name(const unsigned char* src, ptrdiff_t src_stride,                \
+           unsigned char* dst, ptrdiff_t dst_stride, int width, int rows, \
+           int iEdge) {                                                   \
+    return BoxFilterScalar<radius, mean>(src, src_stride, dst, dst_stride, \
+                                         width, rows, iEdge);             \
+  }
+VD_BOX_SCALAR(BoxFilter3x3_C, 1, VdBoxMean9)
+VD_BOX_SCALAR(BoxFilter_C, 2, VdBoxMean25)
+VD_BOX_SCALAR(BoxFilter7x7_C, 3, VdBoxMean49)
+VD_BOX_SCALAR(BoxFilter_nxn_C, 5, VdBoxMean121)
+#undef VD_BOX_SCALAR
 
 void VdInitBoxFilterKernels(BoxFilterKernels* k, int level) {
   k->box3x3 = BoxFilter3x3_C;
@@ -91,28 +79,29 @@ const BoxFilterKernels& VdBoxFilterKernels(int level) {
   return VdSimdTable<BoxFilterKernels, VdInitBoxFilterKernels>(level);
 }
 
-// Each exported filter runs the variant of the process level. The kernel
-// point is not read: each function has a fixed kernel size.
+// Each exported filter runs the variant of the process level on a tightly
+// packed plane. The kernel point is not read: each function has a fixed
+// kernel size.
 int BoxFilter3x3(unsigned char* src, unsigned char* dst, int width, int rows,
                  sVNRPoint* /*kernel*/, int iEdge) {
-  return VdBoxFilterKernels(VdSimdLevel()).box3x3(src, dst, width, rows,
-                                                  iEdge);
+  return VdBoxFilterKernels(VdSimdLevel()).box3x3(src, width, dst, width,
+      width, rows, iEdge);
 }
 
 int BoxFilter(unsigned char* src, unsigned char* dst, int width, int rows,
               sVNRPoint* /*kernel*/, int iEdge) {
-  return VdBoxFilterKernels(VdSimdLevel()).box5x5(src, dst, width, rows,
-                                                  iEdge);
+  return VdBoxFilterKernels(VdSimdLevel()).box5x5(src, width, dst, width,
+      width, rows, iEdge);
 }
 
 int BoxFilter7x7(unsigned char* src, unsigned char* dst, int width, int rows,
                  sVNRPoint* /*kernel*/, int iEdge) {
-  return VdBoxFilterKernels(VdSimdLevel()).box7x7(src, dst, width, rows,
-                                                  iEdge);
+  return VdBoxFilterKernels(VdSimdLevel()).box7x7(src, width, dst, width,
+      width, rows, iEdge);
 }
 
 int BoxFilter_nxn(unsigned char* src, unsigned char* dst, int width, int rows,
                   sVNRPoint* /*kernel*/, int iEdge) {
-  return VdBoxFilterKernels(VdSimdLevel()).box11x11(src, dst, width, rows,
-                                                    iEdge);
+  return VdBoxFilterKernels(VdSimdLevel()).box11x11(src, width, dst, width,
+      width, rows, iEdge);
 }

@@ -6,7 +6,7 @@
 
 #include <immintrin.h>
 
-#include "spatial/box_filter_x86_common.h"
+#include "spatial/box_filter_walk.h"
 
 namespace {
 
@@ -43,28 +43,28 @@ inline void Store32(uint8_t* p, __m256i v) {
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
 }
 
-// Output rows y and y + 1, columns x .. x + 31; s is source row y - 1.
-inline void TwoRows32(const uint8_t* s, uint8_t* d, ptrdiff_t w, int x) {
+// Output rows y and y + 1, columns x .. x + 31 (r.s is source row y - 1).
+inline void TwoRows32(const VdBoxRows& r, int x) {
   __m256i a_lo, a_hi, b_lo, b_hi, c_lo, c_hi, e_lo, e_hi;
-  RowSum3x32(s + x, &a_lo, &a_hi);
-  RowSum3x32(s + w + x, &b_lo, &b_hi);
-  RowSum3x32(s + 2 * w + x, &c_lo, &c_hi);
-  RowSum3x32(s + 3 * w + x, &e_lo, &e_hi);
+  RowSum3x32(r.s + x, &a_lo, &a_hi);
+  RowSum3x32(r.s + r.ss + x, &b_lo, &b_hi);
+  RowSum3x32(r.s + 2 * r.ss + x, &c_lo, &c_hi);
+  RowSum3x32(r.s + 3 * r.ss + x, &e_lo, &e_hi);
   const __m256i mid_lo = _mm256_add_epi16(b_lo, c_lo);
   const __m256i mid_hi = _mm256_add_epi16(b_hi, c_hi);
-  Store32(d + x, Mean9x32(_mm256_add_epi16(mid_lo, a_lo),
+  Store32(r.d + x, Mean9x32(_mm256_add_epi16(mid_lo, a_lo),
                           _mm256_add_epi16(mid_hi, a_hi)));
-  Store32(d + w + x, Mean9x32(_mm256_add_epi16(mid_lo, e_lo),
+  Store32(r.d + r.ds + x, Mean9x32(_mm256_add_epi16(mid_lo, e_lo),
                               _mm256_add_epi16(mid_hi, e_hi)));
 }
 
-// Output row y, columns x .. x + 31; s is source row y - 1.
-inline void OneRow32(const uint8_t* s, uint8_t* d, ptrdiff_t w, int x) {
+// Output row y, columns x .. x + 31.
+inline void OneRow32(const VdBoxRows& r, int x) {
   __m256i a_lo, a_hi, b_lo, b_hi, c_lo, c_hi;
-  RowSum3x32(s + x, &a_lo, &a_hi);
-  RowSum3x32(s + w + x, &b_lo, &b_hi);
-  RowSum3x32(s + 2 * w + x, &c_lo, &c_hi);
-  Store32(d + x,
+  RowSum3x32(r.s + x, &a_lo, &a_hi);
+  RowSum3x32(r.s + r.ss + x, &b_lo, &b_hi);
+  RowSum3x32(r.s + 2 * r.ss + x, &c_lo, &c_hi);
+  Store32(r.d + x,
           Mean9x32(_mm256_add_epi16(_mm256_add_epi16(a_lo, b_lo), c_lo),
                    _mm256_add_epi16(_mm256_add_epi16(a_hi, b_hi), c_hi)));
 }
@@ -88,51 +88,46 @@ inline void Store16(uint8_t* p, __m256i sum) {
 }
 
 template <int count>
-inline void Rows16(const uint8_t* s, uint8_t* d, ptrdiff_t w, int x) {
+inline void Rows16(const VdBoxRows& r, int x) {
   __m256i a, b, c;
-  RowSum3x16(s + x, &a);
-  RowSum3x16(s + w + x, &b);
-  RowSum3x16(s + 2 * w + x, &c);
+  RowSum3x16(r.s + x, &a);
+  RowSum3x16(r.s + r.ss + x, &b);
+  RowSum3x16(r.s + 2 * r.ss + x, &c);
   const __m256i mid = _mm256_add_epi16(b, c);
-  Store16(d + x, _mm256_add_epi16(mid, a));
+  Store16(r.d + x, _mm256_add_epi16(mid, a));
   if (count == 2) {
     __m256i e;
-    RowSum3x16(s + 3 * w + x, &e);
-    Store16(d + w + x, _mm256_add_epi16(mid, e));
+    RowSum3x16(r.s + 3 * r.ss + x, &e);
+    Store16(r.d + r.ds + x, _mm256_add_epi16(mid, e));
   }
 }
 
-// Columns 1 .. width - 2 of `count` (1 or 2) output rows in blocks of 32
-// (see InnerColumnBlocks). Rows of 16 to 31 inner columns use blocks of 16
-// the same way, narrower rows go pixel by pixel.
+// Columns 1 .. width - 2 of `count` (1 or 2) output rows in blocks of 32.
+// Rows of 16 to 31 inner columns use blocks of 16 the same way, narrower
+// rows go pixel by pixel.
 template <int count>
-void Rows(const uint8_t* s, uint8_t* d, int width) {
-  const ptrdiff_t w = width;
-  if (InnerColumnBlocks<32>(width, [&](int x) {
-        if (count == 2) TwoRows32(s, d, w, x);
-        else OneRow32(s, d, w, x);
+void Rows(const VdBoxRows& r, int width) {
+  if (VdInnerColumnBlocks<32>(1, width, [&](int x) {
+        if (count == 2) TwoRows32(r, x);
+        else OneRow32(r, x);
       })) {
     return;
   }
-  if (InnerColumnBlocks<16>(width, [&](int x) { Rows16<count>(s, d, w, x); })) {
+  if (VdInnerColumnBlocks<16>(1, width, [&](int x) { Rows16<count>(r, x); })) {
     return;
   }
-  const int end = width - 1;
-  for (int r = 0; r < count; ++r) {
-    for (int x = 1; x < end; ++x) {
-      d[r * w + x] = VdBoxMean9Int(VdBoxSum(s + (r + 1) * w + x, w, 1));
-    }
-  }
+  VdBoxNarrowRows<1, VdBoxMean9Int>(r, width, count);
 }
 
 }  // namespace
 
-int BoxFilter3x3_AVX2(const unsigned char* src, unsigned char* dst, int width,
+int BoxFilter3x3_AVX2(const unsigned char* src, ptrdiff_t src_stride,
+                      unsigned char* dst, ptrdiff_t dst_stride, int width,
                       int rows, int iEdge) {
-  return BoxFilterRowPairs(
-      src, dst, width, rows, iEdge,
-      [width](const uint8_t* s, uint8_t* d) { Rows<2>(s, d, width); },
-      [width](const uint8_t* s, uint8_t* d) { Rows<1>(s, d, width); });
+  return VdBoxRowPairs<1>(
+      src, src_stride, dst, dst_stride, width, rows, iEdge,
+      [width](const VdBoxRows& r) { Rows<2>(r, width); },
+      [width](const VdBoxRows& r) { Rows<1>(r, width); });
 }
 
 #endif  // x86-64

@@ -2,7 +2,9 @@
 // share with the sharpness filter.
 //
 // Every box filter of radius r (3x3: r = 1, 5x5: r = 2, 7x7: r = 3,
-// 11x11: r = 5) works on a tightly packed plane (row step = width):
+// 11x11: r = 5) reads rows src_stride bytes apart and writes rows
+// dst_stride bytes apart, touching exactly `width` bytes of each of its
+// `rows` rows (the exported filters are these with both strides = width):
 //  - the first r rows are copied when iEdge is 1 or 3 (the frame's top border
 //    lies in the region), the last r rows when iEdge is 1 or 2 (bottom border);
 //    rows neither copied nor filtered are left untouched, they are context
@@ -11,10 +13,10 @@
 //  - every other pixel is the mean of its (2r + 1) x (2r + 1) neighbourhood,
 //    read from the source only. src and dst must not overlap.
 // The 3x3 mean rounds to nearest; the larger ones truncate. All of them
-// return 1. Any width works: the vector twins finish a row whose inner width
-// is not a whole number of blocks with one block realigned to the row's end
-// (the 14-column leftover at the frame widths), and rows narrower than one
-// block pixel by pixel with the same arithmetic.
+// return 1. Any width works: the vector twins (box_filter_walk.h) finish a
+// row whose inner width is not a whole number of blocks with one block
+// realigned to the row's end (the 14-column leftover at the frame widths),
+// and rows narrower than one block pixel by pixel with the same arithmetic.
 #ifndef VD_SPATIAL_BOX_FILTER_INTERNAL_H_
 #define VD_SPATIAL_BOX_FILTER_INTERNAL_H_
 
@@ -29,7 +31,8 @@
 
 // The iEdge row copies and the per-row column copies of a filter of the given
 // radius (see above). Also used by the sharpness filter (radius 1).
-void VdBoxCopyEdges(const unsigned char* src, unsigned char* dst, int width,
+void VdBoxCopyEdges(const unsigned char* src, ptrdiff_t src_stride,
+                    unsigned char* dst, ptrdiff_t dst_stride, int width,
                     int rows, int radius, int iEdge);
 
 // Sum of the (2r + 1) x (2r + 1) pixels centred on p, rows `stride` apart.
@@ -76,20 +79,26 @@ static inline unsigned char VdBoxMean121(uint32_t sum) {
 }
 
 // Scalar references.
-int BoxFilter3x3_C(const unsigned char* src, unsigned char* dst, int width,
+int BoxFilter3x3_C(const unsigned char* src, ptrdiff_t src_stride,
+                   unsigned char* dst, ptrdiff_t dst_stride, int width,
                    int rows, int iEdge);
-int BoxFilter_C(const unsigned char* src, unsigned char* dst, int width,
+int BoxFilter_C(const unsigned char* src, ptrdiff_t src_stride,
+                unsigned char* dst, ptrdiff_t dst_stride, int width,
                 int rows, int iEdge);  // 5x5
-int BoxFilter7x7_C(const unsigned char* src, unsigned char* dst, int width,
+int BoxFilter7x7_C(const unsigned char* src, ptrdiff_t src_stride,
+                   unsigned char* dst, ptrdiff_t dst_stride, int width,
                    int rows, int iEdge);
-int BoxFilter_nxn_C(const unsigned char* src, unsigned char* dst, int width,
+int BoxFilter_nxn_C(const unsigned char* src, ptrdiff_t src_stride,
+                    unsigned char* dst, ptrdiff_t dst_stride, int width,
                     int rows, int iEdge);  // 11x11
 
 #if defined(__ARM_NEON)
 // Vector twins; same bytes as the references for every size.
-int BoxFilter3x3_NEON(const unsigned char* src, unsigned char* dst, int width,
+int BoxFilter3x3_NEON(const unsigned char* src, ptrdiff_t src_stride,
+                      unsigned char* dst, ptrdiff_t dst_stride, int width,
                       int rows, int iEdge);
-int BoxFilter_NEON(const unsigned char* src, unsigned char* dst, int width,
+int BoxFilter_NEON(const unsigned char* src, ptrdiff_t src_stride,
+                   unsigned char* dst, ptrdiff_t dst_stride, int width,
                    int rows, int iEdge);  // 5x5
 
 // Horizontal 3-sums of the 16 columns starting at p (reads p[-1] .. p[16]):
@@ -107,14 +116,17 @@ static inline void VdRowSum3x16(const uint8_t* p, uint16x8_t* lo,
 #if defined(__x86_64__) || defined(_M_X64)
 // x86-64 twins of the 3x3 filter (SSE2: 16 columns per step; AVX2: 32, run
 // only where the processor has it); same bytes as the reference.
-int BoxFilter3x3_SSE2(const unsigned char* src, unsigned char* dst, int width,
+int BoxFilter3x3_SSE2(const unsigned char* src, ptrdiff_t src_stride,
+                      unsigned char* dst, ptrdiff_t dst_stride, int width,
                       int rows, int iEdge);
-int BoxFilter3x3_AVX2(const unsigned char* src, unsigned char* dst, int width,
+int BoxFilter3x3_AVX2(const unsigned char* src, ptrdiff_t src_stride,
+                      unsigned char* dst, ptrdiff_t dst_stride, int width,
                       int rows, int iEdge);
 #endif
 
 // The family's variant table (base/vd_cpu.h): one slot per filter size.
-using BoxFilterFn = int (*)(const unsigned char* src, unsigned char* dst,
+using BoxFilterFn = int (*)(const unsigned char* src, ptrdiff_t src_stride,
+                            unsigned char* dst, ptrdiff_t dst_stride,
                             int width, int rows, int iEdge);
 struct BoxFilterKernels {
   BoxFilterFn box3x3;

@@ -5,7 +5,7 @@
 
 #include <emmintrin.h>
 
-#include "spatial/box_filter_x86_common.h"
+#include "spatial/box_filter_walk.h"
 
 namespace {
 
@@ -37,64 +37,56 @@ inline __m128i Mean9x16(__m128i lo, __m128i hi) {
   return _mm_packus_epi16(lo, hi);
 }
 
-// Output rows y and y + 1, columns x .. x + 15. s is source row y - 1 (four
-// source rows are read), d is destination row y. The two middle rows' sums
-// serve both outputs.
-inline void TwoRows16(const uint8_t* s, uint8_t* d, ptrdiff_t w, int x) {
+// Output rows y and y + 1, columns x .. x + 15 (r.s is source row y - 1,
+// four source rows are read; r.d is destination row y). The two middle
+// rows' sums serve both outputs.
+inline void TwoRows16(const VdBoxRows& r, int x) {
   __m128i a_lo, a_hi, b_lo, b_hi, c_lo, c_hi, e_lo, e_hi;
-  RowSum3x16(s + x, &a_lo, &a_hi);
-  RowSum3x16(s + w + x, &b_lo, &b_hi);
-  RowSum3x16(s + 2 * w + x, &c_lo, &c_hi);
-  RowSum3x16(s + 3 * w + x, &e_lo, &e_hi);
+  RowSum3x16(r.s + x, &a_lo, &a_hi);
+  RowSum3x16(r.s + r.ss + x, &b_lo, &b_hi);
+  RowSum3x16(r.s + 2 * r.ss + x, &c_lo, &c_hi);
+  RowSum3x16(r.s + 3 * r.ss + x, &e_lo, &e_hi);
   const __m128i mid_lo = _mm_add_epi16(b_lo, c_lo);
   const __m128i mid_hi = _mm_add_epi16(b_hi, c_hi);
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x),
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(r.d + x),
                    Mean9x16(_mm_add_epi16(mid_lo, a_lo),
                             _mm_add_epi16(mid_hi, a_hi)));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(d + w + x),
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(r.d + r.ds + x),
                    Mean9x16(_mm_add_epi16(mid_lo, e_lo),
                             _mm_add_epi16(mid_hi, e_hi)));
 }
 
-// Output row y, columns x .. x + 15; s is source row y - 1.
-inline void OneRow16(const uint8_t* s, uint8_t* d, ptrdiff_t w, int x) {
+// Output row y, columns x .. x + 15.
+inline void OneRow16(const VdBoxRows& r, int x) {
   __m128i a_lo, a_hi, b_lo, b_hi, c_lo, c_hi;
-  RowSum3x16(s + x, &a_lo, &a_hi);
-  RowSum3x16(s + w + x, &b_lo, &b_hi);
-  RowSum3x16(s + 2 * w + x, &c_lo, &c_hi);
+  RowSum3x16(r.s + x, &a_lo, &a_hi);
+  RowSum3x16(r.s + r.ss + x, &b_lo, &b_hi);
+  RowSum3x16(r.s + 2 * r.ss + x, &c_lo, &c_hi);
   _mm_storeu_si128(
-      reinterpret_cast<__m128i*>(d + x),
+      reinterpret_cast<__m128i*>(r.d + x),
       Mean9x16(_mm_add_epi16(_mm_add_epi16(a_lo, b_lo), c_lo),
                _mm_add_epi16(_mm_add_epi16(a_hi, b_hi), c_hi)));
 }
 
-// Columns 1 .. width - 2 of `count` (1 or 2) output rows in blocks of 16
-// (see InnerColumnBlocks). Rows narrower than one block go pixel by pixel.
 template <int count>
-void Rows(const uint8_t* s, uint8_t* d, int width) {
-  const ptrdiff_t w = width;
-  if (InnerColumnBlocks<16>(width, [&](int x) {
-        if (count == 2) TwoRows16(s, d, w, x);
-        else OneRow16(s, d, w, x);
+void Rows(const VdBoxRows& r, int width) {
+  if (!VdInnerColumnBlocks<16>(1, width, [&](int x) {
+        if (count == 2) TwoRows16(r, x);
+        else OneRow16(r, x);
       })) {
-    return;
-  }
-  const int end = width - 1;
-  for (int r = 0; r < count; ++r) {
-    for (int x = 1; x < end; ++x) {
-      d[r * w + x] = VdBoxMean9(VdBoxSum(s + (r + 1) * w + x, w, 1));
-    }
+    VdBoxNarrowRows<1, VdBoxMean9>(r, width, count);
   }
 }
 
 }  // namespace
 
-int BoxFilter3x3_SSE2(const unsigned char* src, unsigned char* dst, int width,
+int BoxFilter3x3_SSE2(const unsigned char* src, ptrdiff_t src_stride,
+                      unsigned char* dst, ptrdiff_t dst_stride, int width,
                       int rows, int iEdge) {
-  return BoxFilterRowPairs(
-      src, dst, width, rows, iEdge,
-      [width](const uint8_t* s, uint8_t* d) { Rows<2>(s, d, width); },
-      [width](const uint8_t* s, uint8_t* d) { Rows<1>(s, d, width); });
+  return VdBoxRowPairs<1>(
+      src, src_stride, dst, dst_stride, width, rows, iEdge,
+      [width](const VdBoxRows& r) { Rows<2>(r, width); },
+      [width](const VdBoxRows& r) { Rows<1>(r, width); });
 }
 
 #endif  // x86-64

@@ -9,7 +9,7 @@
 
 void VideoDenoiseSharpness_C(const unsigned char* src, unsigned char* dst,
                              int width, int height, int iEdge) {
-  VdBoxCopyEdges(src, dst, width, height, 1, iEdge);
+  VdBoxCopyEdges(src, width, dst, width, width, height, 1, iEdge);
   // Rows go in pairs; an odd last inner row is left alone.
   const int pairs = (height - 2) >> 1;
   const ptrdiff_t w = width;

@@ -49,7 +49,7 @@ inline void SharpenTwoRows16(const uint8_t* s, uint8_t* d, ptrdiff_t w, int x) {
 // (width < 18) are done pixel by pixel with the same arithmetic.
 void VideoDenoiseSharpness_NEON(const unsigned char* src, unsigned char* dst,
                                 int width, int height, int iEdge) {
-  VdBoxCopyEdges(src, dst, width, height, 1, iEdge);
+  VdBoxCopyEdges(src, width, dst, width, width, height, 1, iEdge);
   const int pairs = (height - 2) >> 1;
   const ptrdiff_t w = width;
   const int end = width - 1;

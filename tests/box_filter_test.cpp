@@ -16,7 +16,7 @@ namespace {
 using Plane = std::vector<uint8_t>;
 using ExportedFn = int (*)(unsigned char*, unsigned char*, int, int,
                            sVNRPoint*, int);
-using KernelFn = int (*)(const unsigned char*, unsigned char*, int, int, int);
+using KernelFn = BoxFilterFn;
 
 constexpr uint8_t kCanary = 0xA5;
 
@@ -156,23 +156,32 @@ TEST(BoxFilterTest, EdgeRowsAndColumns) {
   EXPECT_EQ(Filter(BoxFilter_nxn, one, 24, 1, 3), one);
 }
 
-// Runs the scalar reference and the vector twin on the same source (ending
-// flush against a guard page, so an over-read faults) and compares whole
-// destination planes, canary bytes included.
+// Runs the scalar reference and the vector twin on the same strided source
+// (its last row ending flush against a guard page, so an over-read faults)
+// into strided destinations whose row gaps hold canaries, and compares the
+// whole destinations: equal, and no byte outside the rows' width written.
 void ExpectTwinsEqual(KernelFn ref, KernelFn twin, int width, int rows,
                       int iEdge, uint32_t seed) {
-  const size_t n = static_cast<size_t>(width) * rows;
+  const ptrdiff_t ss = width + static_cast<int>(seed % 5) * 7;
+  const ptrdiff_t ds = width + static_cast<int>(seed % 3) * 5;
+  const size_t n = static_cast<size_t>((rows - 1) * ss + width);
   vdtest::GuardedBuffer src(n);
   vdtest::FillRandom(src.data(), n, seed);
   // Low-contrast content now and then, so sums sit near rounding edges.
   if (seed % 3 == 0) {
     for (size_t i = 0; i < n; ++i) src.data()[i] = 100 + (src.data()[i] & 3);
   }
-  Plane a(n, kCanary), b(n, kCanary);
-  EXPECT_EQ(ref(src.data(), a.data(), width, rows, iEdge), 1);
-  EXPECT_EQ(twin(src.data(), b.data(), width, rows, iEdge), 1);
+  // One byte in, so the destination rows start unaligned.
+  Plane a(1 + rows * ds, kCanary), b(1 + rows * ds, kCanary);
+  EXPECT_EQ(ref(src.data(), ss, a.data() + 1, ds, width, rows, iEdge), 1);
+  EXPECT_EQ(twin(src.data(), ss, b.data() + 1, ds, width, rows, iEdge), 1);
   ASSERT_EQ(a, b) << "width " << width << " rows " << rows
                   << " iEdge " << iEdge << " seed " << seed;
+  for (ptrdiff_t y = 0; y < rows; ++y) {
+    for (ptrdiff_t x = width; x < ds; ++x) {
+      ASSERT_EQ(a[1 + y * ds + x], kCanary) << "row gap written at " << y;
+    }
+  }
 }
 
 // Every small size (blocks of 16 and 32 with every leftover, row pairs and
@@ -203,8 +212,8 @@ TEST(BoxFilterTwinTest, ExportedFunctionsMatchTheReference) {
   const int width = 1920, rows = 9;
   const Plane src = vdtest::RandomBytes(width * rows, 19);
   Plane expect3(src.size(), kCanary), expect5(src.size(), kCanary);
-  BoxFilter3x3_C(src.data(), expect3.data(), width, rows, 1);
-  BoxFilter_C(src.data(), expect5.data(), width, rows, 1);
+  BoxFilter3x3_C(src.data(), width, expect3.data(), width, width, rows, 1);
+  BoxFilter_C(src.data(), width, expect5.data(), width, width, rows, 1);
   for (int level = 0; level < kVdSimdLevelCount; ++level) {
     vdtest::SimdLevelScope scope(level);
     if (!scope.ok()) continue;

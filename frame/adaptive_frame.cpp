@@ -19,6 +19,7 @@
 
 #include <new>
 
+#include "base/vd_cpu.h"
 #include "spatial/adaptive_spatial.h"
 #include "temporal/adaptive_temporal.h"
 
@@ -79,8 +80,8 @@ struct VdAdaptive {
   bool model_valid;
   VdTemporalParams tparams;
   VdSpatialParams sparams;
-  const VdTemporalKernels* tk;
-  const VdSpatialKernels* sk;
+  const AdaptiveTemporalKernels* tk;
+  const AdaptiveSpatialKernels* sk;
 };
 
 namespace {
@@ -541,7 +542,7 @@ void RunMotion(void* arg, int item) {
 // pixels of this plane (shifted right by `shift` from the luma's), blocks of
 // `block` pixels, coordinates clamped to the plane, half positions averaged
 // as in HalfSad.
-void PredictRow(const VdTemporalKernels* tk, const uint8_t* ref, int w, int h, int y,
+void PredictRow(const AdaptiveTemporalKernels* tk, const uint8_t* ref, int w, int h, int y,
                 const Mv* row_mv, int block, int shift, uint8_t* out) {
   for (int x0 = 0, b = 0; x0 < w; x0 += block, ++b) {
     const int vx = row_mv[b].x >> shift, vy = row_mv[b].y >> shift;
@@ -833,8 +834,8 @@ int VdAdaptivePlan(VdAdaptive* a, const VdFrameView* src, const VdFrameView* dst
   a->motion_noise = a->tparams.luma;
   a->src = *src;
   a->dst = *dst;
-  a->tk = AdaptiveTemporalKernels();
-  a->sk = AdaptiveSpatialKernels();
+  a->tk = &VdAdaptiveTemporalKernels(VdSimdLevel());
+  a->sk = &VdAdaptiveSpatialKernels(VdSimdLevel());
   int n = 0;
   phases[n++] = VdPhase{RunInput, a, a->bands, 0};
   phases[n++] = VdPhase{RunMotion, a, a->by32 + 1, 0};

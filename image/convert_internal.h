@@ -25,6 +25,8 @@ void SplitVUPlane_C(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
 void MergeVUPlane(const uint8_t* u, const uint8_t* v, uint8_t* vu, int count);
 void SplitVUPlane(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
 
+// Vector twins: when no range overlaps another they move several blocks per
+// step; otherwise they keep the block-by-block order above (convert_walk.h).
 #if defined(__ARM_NEON)
 void MergeVUPlane_NEON(const uint8_t* u, const uint8_t* v, uint8_t* vu,
                        int count);
@@ -32,23 +34,13 @@ void SplitVUPlane_NEON(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
 #endif
 
 #if defined(__x86_64__) || defined(_M_X64)
-// x86-64 twins (AVX2 only where the processor has it). When no range
-// overlaps another they move several blocks per step; otherwise they keep
-// the block-by-block order above.
+// x86-64 twins (AVX2 only where the processor has it).
 void MergeVUPlane_SSE2(const uint8_t* u, const uint8_t* v, uint8_t* vu,
                        int count);
 void SplitVUPlane_SSE2(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
 void MergeVUPlane_AVX2(const uint8_t* u, const uint8_t* v, uint8_t* vu,
                        int count);
 void SplitVUPlane_AVX2(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
-
-// True when the byte ranges [a, a + na) and [b, b + nb) share no byte.
-static inline bool VdRangesDisjoint(const void* a, size_t na, const void* b,
-                                    size_t nb) {
-  const uintptr_t pa = reinterpret_cast<uintptr_t>(a);
-  const uintptr_t pb = reinterpret_cast<uintptr_t>(b);
-  return pa + na <= pb || pb + nb <= pa;
-}
 #endif
 
 // The family's variant table (base/vd_cpu.h).

@@ -1,30 +1,45 @@
+// NEON twins of the chroma movers (armv7 and aarch64): two blocks per step
+// when no range overlaps another, else one interleaving store or
+// de-interleaving load per block, in order (convert_walk.h).
 #include "image/convert_internal.h"
 
 #if defined(__ARM_NEON)
 #include <arm_neon.h>
 
-// One interleaving store per block of 8 pairs; blocks run in order so the
-// result matches the scalar reference even for overlapping ranges.
+#include "image/convert_walk.h"
+
 void MergeVUPlane_NEON(const uint8_t* u, const uint8_t* v, uint8_t* vu,
                        int count) {
-  if (count <= 0) return;
-  for (int i = 0; i < count; i += 8) {
-    uint8x8x2_t pairs;
-    pairs.val[0] = vld1_u8(v + i);
-    pairs.val[1] = vld1_u8(u + i);
-    vst2_u8(vu + 2 * i, pairs);
-  }
+  MergeVUWalk<2>(
+      u, v, vu, count,
+      [&](size_t b) {
+        uint8x16x2_t pairs;
+        pairs.val[0] = vld1q_u8(v + 8 * b);
+        pairs.val[1] = vld1q_u8(u + 8 * b);
+        vst2q_u8(vu + 16 * b, pairs);
+      },
+      [&](size_t b) {
+        uint8x8x2_t pairs;
+        pairs.val[0] = vld1_u8(v + 8 * b);
+        pairs.val[1] = vld1_u8(u + 8 * b);
+        vst2_u8(vu + 16 * b, pairs);
+      });
 }
 
-// One de-interleaving load per block of 16 bytes, U stored before V.
+// U stored before V.
 void SplitVUPlane_NEON(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes) {
-  if (bytes <= 0) return;
-  const unsigned blocks = ((static_cast<unsigned>(bytes) - 1u) >> 4) + 1u;
-  for (unsigned b = 0; b < blocks; ++b) {
-    const uint8x8x2_t pairs = vld2_u8(vu + 16 * b);
-    vst1_u8(u + 8 * b, pairs.val[1]);
-    vst1_u8(v + 8 * b, pairs.val[0]);
-  }
+  SplitVUWalk<2>(
+      vu, u, v, bytes,
+      [&](size_t b) {
+        const uint8x16x2_t pairs = vld2q_u8(vu + 16 * b);
+        vst1q_u8(u + 8 * b, pairs.val[1]);
+        vst1q_u8(v + 8 * b, pairs.val[0]);
+      },
+      [&](size_t b) {
+        const uint8x8x2_t pairs = vld2_u8(vu + 16 * b);
+        vst1_u8(u + 8 * b, pairs.val[1]);
+        vst1_u8(v + 8 * b, pairs.val[0]);
+      });
 }
 
 #endif  // __ARM_NEON

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "image/resample_walk.h"
 #include "image/resample_x86_common.h"
 
 namespace {
@@ -146,17 +147,6 @@ inline void Interval32x4Edge(const uint8_t* r, const uint8_t* /*unused*/,
   Interleave4(left, left, right, right, out);
 }
 
-using IntervalBlock = void (*)(const uint8_t*, const uint8_t*, __m256i,
-                               __m256i, uint8_t*);
-
-// As the SSE2 twin's IntervalRow with 32-interval blocks (see
-// IntervalRowBlocks).
-template <int kScale, IntervalBlock block>
-inline void IntervalRow(const uint8_t* r0, const uint8_t* r1, int intervals,
-                        __m256i w0, __m256i w1, uint8_t* out) {
-  IntervalRowBlocks<32, kScale>(r0, r1, intervals, w0, w1, out, block);
-}
-
 // Repeats each of the width bytes of in 8 times.
 inline void Replicate8(const uint8_t* in, int width, uint8_t* out) {
   int j = 0;
@@ -183,91 +173,72 @@ inline void Replicate8(const uint8_t* in, int width, uint8_t* out) {
 // Downscalers.
 
 // 64 source columns (16 outputs) per step, then 32 (8 outputs) while they
-// last; the remaining width mod 32 columns are done 4 at a time with the
-// same formula.
+// last.
 int DownScaleNewX16_AVX2(const uint8_t* src, int height, int width,
                          uint8_t* dst) {
-  if (height <= 0 || width < 4) return 0;
-  const int outWidth = width / 4;
-  const int vectorColumns = width & ~31;
-  for (int y = 0; y + 4 <= height; y += 4) {
-    const uint8_t* r0 = Row(src, width, y);
-    const uint8_t* r1 = r0 + width;
-    const uint8_t* r2 = r1 + width;
-    const uint8_t* r3 = r2 + width;
-    uint8_t* out = Row(dst, outWidth, y / 4);
-    int x = 0;
-    for (; x + 64 <= vectorColumns; x += 64) {
-      const auto quads = [&](int c) {  // four 4 x 4 sums per 16 columns
-        const __m256i s = _mm256_add_epi16(
-            _mm256_add_epi16(PairSums(Load32(r0 + c)), PairSums(Load32(r1 + c))),
-            _mm256_add_epi16(PairSums(Load32(r2 + c)), PairSums(Load32(r3 + c))));
-        return _mm256_madd_epi16(s, _mm256_set1_epi16(1));
-      };
-      // In-lane pack: sums 0-3, 8-11 | 4-7, 12-15; the permute sorts them.
-      __m256i sums = _mm256_permute4x64_epi64(_mm256_packs_epi32(quads(x), quads(x + 32)), 0xd8);
-      sums = _mm256_srli_epi16(_mm256_add_epi16(sums, _mm256_set1_epi16(8)), 4);
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x / 4),
-                       _mm_packus_epi16(_mm256_castsi256_si128(sums),
-                                        _mm256_extracti128_si256(sums, 1)));
-    }
-    for (; x < vectorColumns; x += 32) {
-      const auto quads = [&](int c) {
-        const __m128i s = _mm_add_epi16(
-            _mm_add_epi16(PairSums(Load16(r0 + c)), PairSums(Load16(r1 + c))),
-            _mm_add_epi16(PairSums(Load16(r2 + c)), PairSums(Load16(r3 + c))));
-        return _mm_madd_epi16(s, _mm_set1_epi16(1));
-      };
-      const __m128i sums = _mm_srli_epi16(
-          _mm_add_epi16(_mm_packs_epi32(quads(x), quads(x + 16)), _mm_set1_epi16(8)), 4);
-      _mm_storel_epi64(reinterpret_cast<__m128i*>(out + x / 4), _mm_packus_epi16(sums, sums));
-    }
-    DownScale4x4Tail(r0, r1, r2, r3, x, width, out);
-  }
-  return 0;
+  return DownScale4x4Walk<64>(
+      src, height, width, dst,
+      [](const uint8_t* const* r, int x, uint8_t* out) {
+        const auto quads = [&](int c) {  // four 4 x 4 sums per 16 columns
+          const __m256i s = _mm256_add_epi16(
+              _mm256_add_epi16(PairSums(Load32(r[0] + c)), PairSums(Load32(r[1] + c))),
+              _mm256_add_epi16(PairSums(Load32(r[2] + c)), PairSums(Load32(r[3] + c))));
+          return _mm256_madd_epi16(s, _mm256_set1_epi16(1));
+        };
+        // In-lane pack: sums 0-3, 8-11 | 4-7, 12-15; the permute sorts them.
+        __m256i sums =
+            _mm256_permute4x64_epi64(_mm256_packs_epi32(quads(x), quads(x + 32)), 0xd8);
+        sums = _mm256_srli_epi16(_mm256_add_epi16(sums, _mm256_set1_epi16(8)), 4);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x / 4),
+                         _mm_packus_epi16(_mm256_castsi256_si128(sums),
+                                          _mm256_extracti128_si256(sums, 1)));
+      },
+      [](const uint8_t* const* r, int x, uint8_t* out) {
+        const auto quads = [&](int c) {
+          const __m128i s = _mm_add_epi16(
+              _mm_add_epi16(PairSums(Load16(r[0] + c)), PairSums(Load16(r[1] + c))),
+              _mm_add_epi16(PairSums(Load16(r[2] + c)), PairSums(Load16(r[3] + c))));
+          return _mm_madd_epi16(s, _mm_set1_epi16(1));
+        };
+        const __m128i sums = _mm_srli_epi16(
+            _mm_add_epi16(_mm_packs_epi32(quads(x), quads(x + 16)), _mm_set1_epi16(8)), 4);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + x / 4), _mm_packus_epi16(sums, sums));
+      });
 }
 
 // 64 source columns (32 outputs) per step, then 16 (8 outputs) while they
-// last; the remaining width mod 16 columns are done 2 at a time with the
-// same formula, on the same destination row.
+// last.
 void DownScale_AVX2(const uint8_t* src, int height, int width, int srcStride,
                     uint8_t* dst) {
-  if (width < 2) return;
-  const int dstStride = srcStride / 2;
-  const int vectorColumns = width & ~15;
-  for (int y = 0; y + 2 <= height; y += 2) {
-    const uint8_t* r0 = Row(src, srcStride, y);
-    const uint8_t* r1 = Row(src, srcStride, y + 1);
-    uint8_t* out = Row(dst, dstStride, y / 2);
-    int x = 0;
-    for (; x + 64 <= vectorColumns; x += 64) {
-      const __m256i two = _mm256_set1_epi16(2);
-      const __m256i lo = _mm256_add_epi16(PairSums(Load32(r0 + x)), PairSums(Load32(r1 + x)));
-      const __m256i hi =
-          _mm256_add_epi16(PairSums(Load32(r0 + x + 32)), PairSums(Load32(r1 + x + 32)));
-      const __m256i q = _mm256_packus_epi16(_mm256_srli_epi16(_mm256_add_epi16(lo, two), 2),
-                                            _mm256_srli_epi16(_mm256_add_epi16(hi, two), 2));
-      Store32(out + x / 2, _mm256_permute4x64_epi64(q, 0xd8));
-    }
-    for (; x < vectorColumns; x += 16) {
-      const __m128i s = _mm_add_epi16(PairSums(Load16(r0 + x)), PairSums(Load16(r1 + x)));
-      const __m128i q = _mm_srli_epi16(_mm_add_epi16(s, _mm_set1_epi16(2)), 2);
-      _mm_storel_epi64(reinterpret_cast<__m128i*>(out + x / 2), _mm_packus_epi16(q, q));
-    }
-    DownScale2x2Tail(r0, r1, x, width, out);
-  }
+  DownScale2x2Walk<64>(
+      src, height, width, srcStride, dst,
+      [](const uint8_t* const* r, int x, uint8_t* out) {
+        const __m256i two = _mm256_set1_epi16(2);
+        const __m256i lo =
+            _mm256_add_epi16(PairSums(Load32(r[0] + x)), PairSums(Load32(r[1] + x)));
+        const __m256i hi =
+            _mm256_add_epi16(PairSums(Load32(r[0] + x + 32)), PairSums(Load32(r[1] + x + 32)));
+        const __m256i q = _mm256_packus_epi16(_mm256_srli_epi16(_mm256_add_epi16(lo, two), 2),
+                                              _mm256_srli_epi16(_mm256_add_epi16(hi, two), 2));
+        Store32(out + x / 2, _mm256_permute4x64_epi64(q, 0xd8));
+      },
+      [](const uint8_t* const* r, int x, uint8_t* out) {
+        const __m128i s = _mm_add_epi16(PairSums(Load16(r[0] + x)), PairSums(Load16(r[1] + x)));
+        const __m128i q = _mm_srli_epi16(_mm_add_epi16(s, _mm_set1_epi16(2)), 2);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + x / 2), _mm_packus_epi16(q, q));
+      });
 }
 
 // ---------------------------------------------------------------------------
-// Upscalers.
+// Upscalers: 32-interval blocks (IntervalRowBlocks).
 
 void UpScaleX64_AVX2(const uint8_t* src, int height, int width,
                      int /*unused*/, uint8_t* dst) {
   UpScaleX64Walk(src, height, width, dst, Replicate8,
                  [width](const uint8_t* r0, const uint8_t* r1, int k, uint8_t* out) {
-                   IntervalRow<8, Interval32x8>(
+                   IntervalRowBlocks<32, 8>(
                        r0, r1, width - 1, _mm256_set1_epi16(static_cast<short>(15 - 2 * k)),
-                       _mm256_set1_epi16(static_cast<short>(2 * k + 1)), out);
+                       _mm256_set1_epi16(static_cast<short>(2 * k + 1)), out, Interval32x8);
                  });
 }
 
@@ -277,12 +248,13 @@ void UpScaleNewX16_AVX2(const uint8_t* src, int height, int width,
   UpScaleNewX16Walk(
       src, height, width, dst,
       [width, none](const uint8_t* in, uint8_t* out) {
-        IntervalRow<4, Interval32x4Edge>(in, in, width - 1, none, none, out);
+        IntervalRowBlocks<32, 4>(in, in, width - 1, none, none, out, Interval32x4Edge);
       },
       [width](const uint8_t* r0, const uint8_t* r1, int k, uint8_t* out) {
-        IntervalRow<4, Interval32x4>(r0, r1, width - 1,
-                                     _mm256_set1_epi16(static_cast<short>(7 - 2 * k)),
-                                     _mm256_set1_epi16(static_cast<short>(2 * k + 1)), out);
+        IntervalRowBlocks<32, 4>(r0, r1, width - 1,
+                                 _mm256_set1_epi16(static_cast<short>(7 - 2 * k)),
+                                 _mm256_set1_epi16(static_cast<short>(2 * k + 1)), out,
+                                 Interval32x4);
       });
 }
 

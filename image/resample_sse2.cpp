@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "image/resample_walk.h"
 #include "image/resample_x86_common.h"
 
 namespace {
@@ -131,18 +132,6 @@ inline void Interval16x4Edge(const uint8_t* r, const uint8_t* /*unused*/,
   Interleave4(left, left, right, right, out);
 }
 
-using IntervalBlock = void (*)(const uint8_t*, const uint8_t*, __m128i,
-                               __m128i, uint8_t*);
-
-// Runs a 16-interval block over the width - 1 gaps (intervals) of a row
-// pair; see IntervalRowBlocks for the realigned last block and the padded
-// short rows.
-template <int kScale, IntervalBlock block>
-inline void IntervalRow(const uint8_t* r0, const uint8_t* r1, int intervals,
-                        __m128i w0, __m128i w1, uint8_t* out) {
-  IntervalRowBlocks<16, kScale>(r0, r1, intervals, w0, w1, out, block);
-}
-
 // Repeats each of the width bytes of in 8 times.
 inline void Replicate8(const uint8_t* in, int width, uint8_t* out) {
   int j = 0;
@@ -169,79 +158,56 @@ inline void Replicate8(const uint8_t* in, int width, uint8_t* out) {
 // ---------------------------------------------------------------------------
 // Downscalers.
 
-// 32 source columns (8 outputs) per step; the remaining width mod 32
-// columns are done 4 at a time with the same formula.
+// 32 source columns (8 outputs) per step.
 int DownScaleNewX16_SSE2(const uint8_t* src, int height, int width,
                          uint8_t* dst) {
-  if (height <= 0 || width < 4) return 0;
-  const int outWidth = width / 4;
-  const int vectorColumns = width & ~31;
   const __m128i ones = _mm_set1_epi16(1);
   const __m128i eight = _mm_set1_epi16(8);
-  for (int y = 0; y + 4 <= height; y += 4) {
-    const uint8_t* r0 = Row(src, width, y);
-    const uint8_t* r1 = r0 + width;
-    const uint8_t* r2 = r1 + width;
-    const uint8_t* r3 = r2 + width;
-    uint8_t* out = Row(dst, outWidth, y / 4);
-    int x = 0;
-    for (; x < vectorColumns; x += 32) {
-      // Pair sums down the four rows, then adjacent pairs summed into 32-bit
-      // lanes: four 4 x 4 sums per 16 columns.
-      __m128i lo = _mm_add_epi16(PairSums(Load16(r0 + x)), PairSums(Load16(r1 + x)));
-      __m128i hi = _mm_add_epi16(PairSums(Load16(r0 + x + 16)), PairSums(Load16(r1 + x + 16)));
-      lo = _mm_add_epi16(lo, _mm_add_epi16(PairSums(Load16(r2 + x)), PairSums(Load16(r3 + x))));
-      hi = _mm_add_epi16(hi, _mm_add_epi16(PairSums(Load16(r2 + x + 16)),
-                                           PairSums(Load16(r3 + x + 16))));
-      const __m128i sums = _mm_packs_epi32(_mm_madd_epi16(lo, ones), _mm_madd_epi16(hi, ones));
-      const __m128i q = _mm_srli_epi16(_mm_add_epi16(sums, eight), 4);
-      Store8(out + x / 4, _mm_packus_epi16(q, q));
-    }
-    DownScale4x4Tail(r0, r1, r2, r3, x, width, out);
-  }
-  return 0;
+  const auto step = [&](const uint8_t* const* r, int x, uint8_t* out) {
+    // Pair sums down the four rows, then adjacent pairs summed into 32-bit
+    // lanes: four 4 x 4 sums per 16 columns.
+    __m128i lo = _mm_add_epi16(PairSums(Load16(r[0] + x)), PairSums(Load16(r[1] + x)));
+    __m128i hi = _mm_add_epi16(PairSums(Load16(r[0] + x + 16)), PairSums(Load16(r[1] + x + 16)));
+    lo = _mm_add_epi16(lo, _mm_add_epi16(PairSums(Load16(r[2] + x)), PairSums(Load16(r[3] + x))));
+    hi = _mm_add_epi16(hi, _mm_add_epi16(PairSums(Load16(r[2] + x + 16)),
+                                         PairSums(Load16(r[3] + x + 16))));
+    const __m128i sums = _mm_packs_epi32(_mm_madd_epi16(lo, ones), _mm_madd_epi16(hi, ones));
+    const __m128i q = _mm_srli_epi16(_mm_add_epi16(sums, eight), 4);
+    Store8(out + x / 4, _mm_packus_epi16(q, q));
+  };
+  return DownScale4x4Walk<32>(src, height, width, dst, step, step);
 }
 
-// 16 source columns (8 outputs) per step, 32 while they last; the remaining
-// width mod 16 columns are done 2 at a time with the same formula, on the
-// same destination row as the vector part.
+// 16 source columns (8 outputs) per step, 32 while they last.
 void DownScale_SSE2(const uint8_t* src, int height, int width, int srcStride,
                     uint8_t* dst) {
-  if (width < 2) return;
-  const int dstStride = srcStride / 2;
-  const int vectorColumns = width & ~15;
   const __m128i two = _mm_set1_epi16(2);
-  for (int y = 0; y + 2 <= height; y += 2) {
-    const uint8_t* r0 = Row(src, srcStride, y);
-    const uint8_t* r1 = Row(src, srcStride, y + 1);
-    uint8_t* out = Row(dst, dstStride, y / 2);
-    int x = 0;
-    for (; x + 32 <= vectorColumns; x += 32) {
-      const __m128i lo = _mm_add_epi16(PairSums(Load16(r0 + x)), PairSums(Load16(r1 + x)));
-      const __m128i hi =
-          _mm_add_epi16(PairSums(Load16(r0 + x + 16)), PairSums(Load16(r1 + x + 16)));
-      Store16(out + x / 2, _mm_packus_epi16(_mm_srli_epi16(_mm_add_epi16(lo, two), 2),
-                                            _mm_srli_epi16(_mm_add_epi16(hi, two), 2)));
-    }
-    for (; x < vectorColumns; x += 16) {
-      const __m128i s = _mm_add_epi16(PairSums(Load16(r0 + x)), PairSums(Load16(r1 + x)));
-      const __m128i q = _mm_srli_epi16(_mm_add_epi16(s, two), 2);
-      Store8(out + x / 2, _mm_packus_epi16(q, q));
-    }
-    DownScale2x2Tail(r0, r1, x, width, out);
-  }
+  DownScale2x2Walk<32>(
+      src, height, width, srcStride, dst,
+      [&](const uint8_t* const* r, int x, uint8_t* out) {
+        const __m128i lo = _mm_add_epi16(PairSums(Load16(r[0] + x)), PairSums(Load16(r[1] + x)));
+        const __m128i hi =
+            _mm_add_epi16(PairSums(Load16(r[0] + x + 16)), PairSums(Load16(r[1] + x + 16)));
+        Store16(out + x / 2, _mm_packus_epi16(_mm_srli_epi16(_mm_add_epi16(lo, two), 2),
+                                              _mm_srli_epi16(_mm_add_epi16(hi, two), 2)));
+      },
+      [&](const uint8_t* const* r, int x, uint8_t* out) {
+        const __m128i s = _mm_add_epi16(PairSums(Load16(r[0] + x)), PairSums(Load16(r[1] + x)));
+        const __m128i q = _mm_srli_epi16(_mm_add_epi16(s, two), 2);
+        Store8(out + x / 2, _mm_packus_epi16(q, q));
+      });
 }
 
 // ---------------------------------------------------------------------------
-// Upscalers.
+// Upscalers: 16-interval blocks (IntervalRowBlocks).
 
 void UpScaleX64_SSE2(const uint8_t* src, int height, int width,
                      int /*unused*/, uint8_t* dst) {
   UpScaleX64Walk(src, height, width, dst, Replicate8,
                  [width](const uint8_t* r0, const uint8_t* r1, int k, uint8_t* out) {
-                   IntervalRow<8, Interval16x8>(
+                   IntervalRowBlocks<16, 8>(
                        r0, r1, width - 1, _mm_set1_epi16(static_cast<short>(15 - 2 * k)),
-                       _mm_set1_epi16(static_cast<short>(2 * k + 1)), out);
+                       _mm_set1_epi16(static_cast<short>(2 * k + 1)), out, Interval16x8);
                  });
 }
 
@@ -251,12 +217,13 @@ void UpScaleNewX16_SSE2(const uint8_t* src, int height, int width,
   UpScaleNewX16Walk(
       src, height, width, dst,
       [width, none](const uint8_t* in, uint8_t* out) {
-        IntervalRow<4, Interval16x4Edge>(in, in, width - 1, none, none, out);
+        IntervalRowBlocks<16, 4>(in, in, width - 1, none, none, out, Interval16x4Edge);
       },
       [width](const uint8_t* r0, const uint8_t* r1, int k, uint8_t* out) {
-        IntervalRow<4, Interval16x4>(r0, r1, width - 1,
-                                     _mm_set1_epi16(static_cast<short>(7 - 2 * k)),
-                                     _mm_set1_epi16(static_cast<short>(2 * k + 1)), out);
+        IntervalRowBlocks<16, 4>(r0, r1, width - 1,
+                                 _mm_set1_epi16(static_cast<short>(7 - 2 * k)),
+                                 _mm_set1_epi16(static_cast<short>(2 * k + 1)), out,
+                                 Interval16x4);
       });
 }
 

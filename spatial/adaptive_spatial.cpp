@@ -59,47 +59,28 @@ void AdaptiveChromaThreshold_C(const uint8_t* luma_row, const uint8_t* hist,
   }
 }
 
-namespace {
-
-const VdSpatialKernels kScalar = {AdaptiveSpatialRow_C, AdaptiveLumaThreshold_C,
-                                  AdaptiveChromaThreshold_C};
-#if defined(VD_X86_SIMD)
-const VdSpatialKernels kSse2 = {AdaptiveSpatialRow_SSE2,
-                                AdaptiveLumaThreshold_SSE2,
-                                AdaptiveChromaThreshold_SSE2};
-const VdSpatialKernels kAvx2 = {AdaptiveSpatialRow_AVX2,
-                                AdaptiveLumaThreshold_AVX2,
-                                AdaptiveChromaThreshold_AVX2};
-#endif
+void VdInitAdaptiveSpatialKernels(AdaptiveSpatialKernels* k, int level) {
+  k->row = AdaptiveSpatialRow_C;
+  k->luma_threshold = AdaptiveLumaThreshold_C;
+  k->chroma_threshold = AdaptiveChromaThreshold_C;
 #if defined(__ARM_NEON)
-// The thresholds keep the references on ARM.
-const VdSpatialKernels kNeon = {AdaptiveSpatialRow_NEON, AdaptiveLumaThreshold_C,
-                                AdaptiveChromaThreshold_C};
-#endif
-
-}  // namespace
-
-const VdSpatialKernels* AdaptiveSpatialKernelsFor(int level) {
-  if (level > VdCpuSimdLevel()) return nullptr;
-  switch (level) {
-    case kVdSimdScalar:
-      return &kScalar;
-#if defined(VD_X86_SIMD)
-    case kVdSimdSse2:
-      return &kSse2;
-    case kVdSimdAvx2:
-      return &kAvx2;
-#endif
-#if defined(__ARM_NEON)
-    case kVdSimdNeon:
-      return &kNeon;
-#endif
-    default:
-      return nullptr;
+  // The thresholds keep the references on ARM.
+  if (level == kVdSimdNeon) k->row = AdaptiveSpatialRow_NEON;
+#elif defined(VD_X86_SIMD)
+  if (level == kVdSimdSse2) {
+    k->row = AdaptiveSpatialRow_SSE2;
+    k->luma_threshold = AdaptiveLumaThreshold_SSE2;
+    k->chroma_threshold = AdaptiveChromaThreshold_SSE2;
   }
+  if (level == kVdSimdAvx2) {
+    k->row = AdaptiveSpatialRow_AVX2;
+    k->luma_threshold = AdaptiveLumaThreshold_AVX2;
+    k->chroma_threshold = AdaptiveChromaThreshold_AVX2;
+  }
+#endif
+  (void)level;
 }
 
-const VdSpatialKernels* AdaptiveSpatialKernels() {
-  const VdSpatialKernels* k = AdaptiveSpatialKernelsFor(VdSimdLevel());
-  return k ? k : &kScalar;
+const AdaptiveSpatialKernels& VdAdaptiveSpatialKernels(int level) {
+  return VdSimdTable<AdaptiveSpatialKernels, VdInitAdaptiveSpatialKernels>(level);
 }

@@ -1,7 +1,7 @@
 // Kernels of the adaptive method's spatial step: an edge-preserving 3x3
 // filter whose strength follows a per-pixel threshold, and the rows of
 // thresholds it takes. Plain references (suffix _C) with x86 and NEON twins
-// that write the same bytes; AdaptiveSpatialKernels() picks them.
+// that write the same bytes, in the family's variant table (base/vd_cpu.h).
 //
 // The filter moves each pixel c by a binomial 3x3 average (weights 1 2 1,
 // 2 4 2, 1 2 1) of phi(neighbour - c), where phi(d) = d for |d| <= T, falls
@@ -38,15 +38,14 @@ typedef void (*VdChromaThresholdFn)(const uint8_t* luma_row,
                                     const uint8_t* hist, uint8_t* threshold,
                                     int width, const VdSpatialParams* params);
 
-struct VdSpatialKernels {
+// The family's variant table (base/vd_cpu.h).
+struct AdaptiveSpatialKernels {
   VdSpatialRowFn row;
   VdLumaThresholdFn luma_threshold;
   VdChromaThresholdFn chroma_threshold;
 };
-
-const VdSpatialKernels* AdaptiveSpatialKernels();
-// The kernels of one SIMD level (tests); null when unavailable.
-const VdSpatialKernels* AdaptiveSpatialKernelsFor(int level);
+void VdInitAdaptiveSpatialKernels(AdaptiveSpatialKernels* k, int level);
+const AdaptiveSpatialKernels& VdAdaptiveSpatialKernels(int level);
 
 void AdaptiveSpatialRow_C(const uint8_t* r0, const uint8_t* r1,
                           const uint8_t* r2, const uint8_t* threshold,

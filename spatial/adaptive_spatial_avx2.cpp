@@ -40,9 +40,7 @@ inline __m256i AddPhi256(__m256i sum, __m256i nb, __m256i c, __m256i t2, int shi
 // 16 pixels a step in one 256-bit register of 16-bit lanes.
 void AdaptiveSpatialRow_AVX2(const uint8_t* r0, const uint8_t* r1, const uint8_t* r2,
                              const uint8_t* threshold, uint8_t* out, int width, int step) {
-  int x = 0;
-  for (; x < step && x < width; ++x) out[x] = AdaptiveSpatialPixel(r0, r1, r2, threshold, width, step, x);
-  for (; x + 16 <= width - step; x += 16) {
+  AdaptiveSpatialRowWalk(r0, r1, r2, threshold, out, width, step, [&](int x) {
     const __m256i t2 = _mm256_slli_epi16(Widen(threshold + x), 1);
     const __m256i c = Widen(r1 + x);
     __m256i s = _mm256_setzero_si256();
@@ -54,12 +52,12 @@ void AdaptiveSpatialRow_AVX2(const uint8_t* r0, const uint8_t* r1, const uint8_t
     s = AddPhi256(s, Widen(r2 + x - step), c, t2, 0);
     s = AddPhi256(s, Widen(r2 + x), c, t2, 1);
     s = AddPhi256(s, Widen(r2 + x + step), c, t2, 0);
-    const __m256i v = _mm256_add_epi16(c, _mm256_srai_epi16(_mm256_add_epi16(s, _mm256_set1_epi16(8)), 4));
+    const __m256i v =
+        _mm256_add_epi16(c, _mm256_srai_epi16(_mm256_add_epi16(s, _mm256_set1_epi16(8)), 4));
     const __m256i packed = _mm256_packus_epi16(v, v);  // lanes: 0-7 | 0-7, 8-15 | 8-15
     const __m128i bytes = _mm256_castsi256_si128(_mm256_permute4x64_epi64(packed, 0x08));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x), bytes);
-  }
-  for (; x < width; ++x) out[x] = AdaptiveSpatialPixel(r0, r1, r2, threshold, width, step, x);
+  });
 }
 
 void AdaptiveLumaThreshold_AVX2(const uint8_t* row, const uint8_t* hist, uint8_t* threshold,

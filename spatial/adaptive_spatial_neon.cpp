@@ -1,11 +1,13 @@
 // NEON twin of the adaptive spatial filter (armv7 and aarch64): 16 pixels a
-// step in signed 16-bit halves; the first and last columns go through the
-// reference's per-pixel function.
+// step in signed 16-bit halves, walking the row as the x86 twins do
+// (adaptive_spatial_walk.h).
 #include "spatial/adaptive_spatial.h"
 
 #if defined(__ARM_NEON)
 
 #include <arm_neon.h>
+
+#include "spatial/adaptive_spatial_walk.h"
 
 namespace {
 
@@ -40,14 +42,11 @@ inline uint8x8_t Half(const uint8_t* r0, const uint8_t* r1, const uint8_t* r2, i
 
 void AdaptiveSpatialRow_NEON(const uint8_t* r0, const uint8_t* r1, const uint8_t* r2,
                              const uint8_t* threshold, uint8_t* out, int width, int step) {
-  int x = 0;
-  for (; x < step && x < width; ++x) out[x] = AdaptiveSpatialPixel(r0, r1, r2, threshold, width, step, x);
-  for (; x + 16 <= width - step; x += 16) {
+  AdaptiveSpatialRowWalk(r0, r1, r2, threshold, out, width, step, [&](int x) {
     const uint8x16_t t = vld1q_u8(threshold + x);
     vst1q_u8(out + x, vcombine_u8(Half(r0 + x, r1 + x, r2 + x, step, vget_low_u8(t)),
                                   Half(r0 + x + 8, r1 + x + 8, r2 + x + 8, step, vget_high_u8(t))));
-  }
-  for (; x < width; ++x) out[x] = AdaptiveSpatialPixel(r0, r1, r2, threshold, width, step, x);
+  });
 }
 
 #endif  // __ARM_NEON

@@ -54,14 +54,14 @@ void VdFuzzyCopyBorders(const uint8_t* src, uint8_t* dst, int width,
   }
 }
 
-// FuzzyFilter_UV works row by row; the vector form covers columns
-// 1 .. width - 2 in 16-pixel blocks (two groups of 8) and finishes each row
-// with a group of 8 that ends exactly at column width - 2 (preceded by one
-// more group of 8 when more than 8 columns are left over). That last group
-// seeds both sums with 64 instead of 1 and is stored last, so columns
-// width - 9 .. width - 2 always carry the seed-64 result. A plane narrower
-// than 10 has fewer than 8 inner columns; the same rule (column >= width - 9)
-// gives all of them the seed-64 result.
+// FuzzyFilter_UV works row by row; the vector forms cover columns
+// 1 .. width - 2 in blocks of 16 (of 8 on NEON when fewer than 16 inner
+// columns) and finish each row with a block that ends exactly at column
+// width - 2 (fuzzy_filter_walk.h). That last block seeds both sums with 64
+// instead of 1 in its columns from width - 9 on and is stored last, so
+// columns width - 9 .. width - 2 always carry the seed-64 result. A plane
+// narrower than 10 has fewer than 8 inner columns; the same rule
+// (column >= width - 9) gives all of them the seed-64 result.
 void FuzzyFilter_UV_C(const unsigned char* src, unsigned char* dst, int width,
                       int height, int iEdge) {
   VdFuzzyCopyBorders(src, dst, width, height, iEdge);

@@ -6,9 +6,13 @@
 
 #include <immintrin.h>
 
-#include "spatial/fuzzy_filter_x86_common.h"
+#include "spatial/fuzzy_filter_walk.h"
 
 namespace {
+
+inline __m128i Load16(const uint8_t* p) {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
 
 // Adds the three taps of one source row (columns x - 1 .. x + 1 for the 16
 // lanes starting at r) to the row's 16-bit sum and their weights to wsum.
@@ -68,9 +72,7 @@ inline __m128i FuzzyMean16(const uint8_t* above, const uint8_t* row,
 
 }  // namespace
 
-// Same blocking as FuzzyFilter_UV_SSE2: 16-pixel blocks with seed 1, then
-// one block aligned to end at column width - 2 with seed 1 in its low eight
-// lanes and 64 in its high eight, stored last. Narrower planes than 18
+// Same walk and seeds as FuzzyFilter_UV_SSE2. Narrower planes than 18
 // columns take the reference.
 void FuzzyFilter_UV_AVX2(const unsigned char* src, unsigned char* dst,
                          int width, int height, int iEdge) {
@@ -81,51 +83,33 @@ void FuzzyFilter_UV_AVX2(const unsigned char* src, unsigned char* dst,
   VdFuzzyCopyBorders(src, dst, width, height, iEdge);
   const float* recip = VdFuzzyRecipTable();
   const __m256i one = _mm256_set1_epi16(1);
-  const __m256i last = _mm256_setr_epi16(
+  const __m256i seeded = _mm256_setr_epi16(
       1, 1, 1, 1, 1, 1, 1, 1, kFuzzyLastGroupSeed, kFuzzyLastGroupSeed,
       kFuzzyLastGroupSeed, kFuzzyLastGroupSeed, kFuzzyLastGroupSeed,
       kFuzzyLastGroupSeed, kFuzzyLastGroupSeed, kFuzzyLastGroupSeed);
   const size_t w = static_cast<size_t>(width);
-  const int final_x = width - 17;
-  for (int y = 1; y < height - 1; ++y) {
-    const uint8_t* row = src + y * w;
-    uint8_t* out = dst + y * w;
-    int x = 1;
-    for (; x + 16 <= final_x; x += 16) {
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
-                       FuzzyMean16(row - w + x, row + x, row + w + x, one, recip));
-    }
-    if (x < final_x) {
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
-                       FuzzyMean16(row - w + x, row + x, row + w + x, one, recip));
-    }
-    x = final_x;
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
-                     FuzzyMean16(row - w + x, row + x, row + w + x, last, recip));
-  }
+  FuzzyInnerRowsWalk<16>(width, height, true, [&](size_t row, int x, bool last) {
+    const uint8_t* r = src + row + x;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + row + x),
+                     FuzzyMean16(r - w, r, r + w, last ? seeded : one, recip));
+  });
 }
 
 // 32 pixels per step: flat indices cur x 66 + diff x 2 + sign in 32-bit
 // lanes, four 8-lane gathers of 32-bit words, one byte kept from each. At
 // level 0 a word starts at its entry; at levels 1 to 3 it ends there (base
 // moved back by 3 bytes, top byte kept), so every byte a gather touches lies
-// inside nr_table for any difference column 0..32. The inputs of a step are
-// read before its outputs are written, so out may be cur. The remaining
-// whole groups of four go through the scalar lookup.
+// inside nr_table for any difference column 0..32.
 int FuzzyFilter_2_AVX2(const unsigned char* cur, const unsigned char* diff,
                        const unsigned char* sign, unsigned char* out,
                        int width, int height, int level) {
-  const int64_t count = int64_t{width} * height;
-  if (count < 4) return 0;
-  const size_t end = static_cast<size_t>(count) & ~size_t{3};
   const uint8_t* table = nr_table + level * kNrBytesPerLevel;
   const int* base = reinterpret_cast<const int*>(level == 0 ? table : table - 3);
   const __m128i shift = _mm_cvtsi32_si128(level == 0 ? 0 : 24);
   static_assert(kNrBytesPerValue == 66, "index arithmetic below");
   const __m256i byte = _mm256_set1_epi32(0xff);
   const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
-  size_t i = 0;
-  for (; i + 32 <= end; i += 32) {
+  FuzzyBlendWalk<32>(cur, diff, sign, out, width, height, level, [&](size_t i) {
     __m256i g[4];
     for (int k = 0; k < 4; ++k) {
       const size_t j = i + 8 * k;
@@ -147,8 +131,7 @@ int FuzzyFilter_2_AVX2(const unsigned char* cur, const unsigned char* diff,
                                                _mm256_packus_epi32(g[2], g[3]));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i),
                         _mm256_permutevar8x32_epi32(packed, order));
-  }
-  FuzzyLookupTail(table, cur, diff, sign, out, i, end);
+  });
   return 0;
 }
 

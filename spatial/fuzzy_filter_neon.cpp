@@ -4,6 +4,9 @@
 #if defined(__ARM_NEON)
 
 #include <arm_neon.h>
+#include <stddef.h>
+
+#include "spatial/fuzzy_filter_walk.h"
 
 namespace {
 
@@ -55,31 +58,36 @@ inline uint8x8_t FuzzyMean8(const uint8_t* above, const uint8_t* row,
   return vmovn_u16(vcombine_u16(lo, hi));
 }
 
-// One inner row, width >= 10: 16-pixel blocks from column 1, then the
-// leftover as a group of 8 starting where the blocks stopped (when more than
-// 8 columns are left) and a group of 8 ending at column width - 2, seeded
-// with last_seed and stored last. With nothing left over that final group is
-// needed only for a seed other than 1.
-inline void FilterRow(const uint8_t* src_row, const uint8_t* centre_row,
-                      uint8_t* out, int width, uint8_t last_seed) {
-  const uint8_t* above = src_row - width;
-  const uint8_t* below = src_row + width;
-  int x = 1;
-  for (; x + 16 <= width - 1; x += 16) {
-    vst1_u8(out + x, FuzzyMean8(above + x, src_row + x, below + x,
-                                centre_row + x, 1));
-    vst1_u8(out + x + 8, FuzzyMean8(above + x + 8, src_row + x + 8,
-                                    below + x + 8, centre_row + x + 8, 1));
-  }
-  const int left = width - 1 - x;
-  if (left > 8) {
-    vst1_u8(out + x, FuzzyMean8(above + x, src_row + x, below + x,
-                                centre_row + x, 1));
-  }
-  if (left > 0 || last_seed != 1) {
-    const int g = width - 9;
-    vst1_u8(out + g, FuzzyMean8(above + g, src_row + g, below + g,
-                                centre_row + g, last_seed));
+// The inner rows in blocks of kBlock = 16 (two groups of 8) or 8 columns
+// (see FuzzyInnerRowsWalk), centre values from centre. The block that ends
+// at column width - 2 seeds its columns from width - 9 on with last_seed;
+// with a seed of 1 it is needed only for left-over columns.
+template <int kBlock>
+inline void FilterRows(const uint8_t* src, const uint8_t* centre, uint8_t* dst,
+                       int width, int height, uint8_t last_seed) {
+  const size_t w = static_cast<size_t>(width);
+  FuzzyInnerRowsWalk<kBlock>(width, height, last_seed != 1, [&](size_t row, int x, bool last) {
+    const uint8_t* r = src + row + x;
+    const uint8_t* c = centre + row + x;
+    uint8_t* o = dst + row + x;
+    const uint8_t tail = last ? last_seed : 1;
+    if (kBlock == 16) {
+      vst1_u8(o, FuzzyMean8(r - w, r, r + w, c, 1));
+      vst1_u8(o + 8, FuzzyMean8(r - w + 8, r + 8, r + w + 8, c + 8, tail));
+    } else {
+      vst1_u8(o, FuzzyMean8(r - w, r, r + w, c, tail));
+    }
+  });
+}
+
+// 16-column blocks when a row has at least 16 inner columns, else groups of
+// 8 (width >= 10).
+inline void FilterPlane(const uint8_t* src, const uint8_t* centre, uint8_t* dst,
+                        int width, int height, uint8_t last_seed) {
+  if (width >= 18) {
+    FilterRows<16>(src, centre, dst, width, height, last_seed);
+  } else {
+    FilterRows<8>(src, centre, dst, width, height, last_seed);
   }
 }
 
@@ -92,11 +100,7 @@ void FuzzyFilter_UV_NEON(const unsigned char* src, unsigned char* dst,
     return;
   }
   VdFuzzyCopyBorders(src, dst, width, height, iEdge);
-  const size_t w = static_cast<size_t>(width);
-  for (int y = 1; y < height - 1; ++y) {
-    FilterRow(src + y * w, src + y * w, dst + y * w, width,
-              static_cast<uint8_t>(kFuzzyLastGroupSeed));
-  }
+  FilterPlane(src, src, dst, width, height, static_cast<uint8_t>(kFuzzyLastGroupSeed));
 }
 
 void FuzzyFilter_NEON(const unsigned char* guide, const unsigned char* src,
@@ -107,11 +111,7 @@ void FuzzyFilter_NEON(const unsigned char* guide, const unsigned char* src,
     return;
   }
   VdFuzzyCopyLumaBorders(src, dst, width, height, iEdge);
-  const unsigned char* centre = guideSel != 0 ? src : guide;
-  const size_t w = static_cast<size_t>(width);
-  for (int y = 1; y < height - 1; ++y) {
-    FilterRow(src + y * w, centre + y * w, dst + y * w, width, 1);
-  }
+  FilterPlane(src, guideSel != 0 ? src : guide, dst, width, height, 1);
 }
 
 #endif  // defined(__ARM_NEON)

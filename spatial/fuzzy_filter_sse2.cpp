@@ -6,9 +6,13 @@
 
 #include <emmintrin.h>
 
-#include "spatial/fuzzy_filter_x86_common.h"
+#include "spatial/fuzzy_filter_walk.h"
 
 namespace {
+
+inline __m128i Load16(const uint8_t* p) {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
 
 struct RecipTable {
   float r[kFuzzyMaxWeightSum + 1];
@@ -109,9 +113,8 @@ const float* VdFuzzyRecipTable() {
 // Rows of at least 18 columns: 16-pixel blocks with seed 1 from column 1,
 // then one block aligned to end at column width - 2 whose low eight lanes
 // (columns width - 17 .. width - 10) are seeded with 1 and high eight
-// (columns width - 9 .. width - 2) with 64. It is stored last, so where an
-// earlier block reached into it the seed-64 result wins, exactly the
-// reference's column rule. Narrower planes take the reference.
+// (columns width - 9 .. width - 2) with 64, stored last (see
+// FuzzyInnerRowsWalk). Narrower planes take the reference.
 void FuzzyFilter_UV_SSE2(const unsigned char* src, unsigned char* dst,
                          int width, int height, int iEdge) {
   if (width < 18) {
@@ -121,43 +124,24 @@ void FuzzyFilter_UV_SSE2(const unsigned char* src, unsigned char* dst,
   VdFuzzyCopyBorders(src, dst, width, height, iEdge);
   const float* recip = VdFuzzyRecipTable();
   const __m128i one = _mm_set1_epi16(1);
-  const __m128i last = _mm_set1_epi16(static_cast<short>(kFuzzyLastGroupSeed));
+  const __m128i seeded = _mm_set1_epi16(static_cast<short>(kFuzzyLastGroupSeed));
   const size_t w = static_cast<size_t>(width);
-  const int final_x = width - 17;
-  for (int y = 1; y < height - 1; ++y) {
-    const uint8_t* row = src + y * w;
-    uint8_t* out = dst + y * w;
-    int x = 1;
-    for (; x + 16 <= final_x; x += 16) {
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
-                       FuzzyMean16(row - w + x, row + x, row + w + x, one, one, recip));
-    }
-    if (x < final_x) {
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
-                       FuzzyMean16(row - w + x, row + x, row + w + x, one, one, recip));
-    }
-    x = final_x;
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
-                     FuzzyMean16(row - w + x, row + x, row + w + x, one, last, recip));
-  }
+  FuzzyInnerRowsWalk<16>(width, height, true, [&](size_t row, int x, bool last) {
+    const uint8_t* r = src + row + x;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + row + x),
+                     FuzzyMean16(r - w, r, r + w, one, last ? seeded : one, recip));
+  });
 }
 
 // Sixteen pixels per step: the flat table indices cur x 66 + diff x 2 + sign
-// (at most 17595) are formed in 16-bit lanes, then looked up one by one. The
-// inputs of a step are read before its outputs are written, so out may be
-// cur. The last width x height mod 4 pixels are left alone; a remainder of
-// 4 to 12 pixels after the 16-pixel steps goes four at a time.
+// (at most 17595) are formed in 16-bit lanes, then looked up one by one.
 int FuzzyFilter_2_SSE2(const unsigned char* cur, const unsigned char* diff,
                        const unsigned char* sign, unsigned char* out,
                        int width, int height, int level) {
-  const int64_t count = int64_t{width} * height;
-  if (count < 4) return 0;
-  const size_t end = static_cast<size_t>(count) & ~size_t{3};
   const uint8_t* table = nr_table + level * kNrBytesPerLevel;
   const __m128i z = _mm_setzero_si128();
   const __m128i k66 = _mm_set1_epi16(kNrBytesPerValue);
-  size_t i = 0;
-  for (; i + 16 <= end; i += 16) {
+  FuzzyBlendWalk<16>(cur, diff, sign, out, width, height, level, [&](size_t i) {
     const __m128i c = Load16(cur + i), d = Load16(diff + i), s = Load16(sign + i);
     const __m128i lo = _mm_add_epi16(
         _mm_mullo_epi16(_mm_unpacklo_epi8(c, z), k66),
@@ -169,8 +153,7 @@ int FuzzyFilter_2_SSE2(const unsigned char* cur, const unsigned char* diff,
     _mm_store_si128(reinterpret_cast<__m128i*>(idx), lo);
     _mm_store_si128(reinterpret_cast<__m128i*>(idx + 8), hi);
     for (int k = 0; k < 16; ++k) out[i + k] = table[idx[k]];
-  }
-  FuzzyLookupTail(table, cur, diff, sign, out, i, end);
+  });
   return 0;
 }
 

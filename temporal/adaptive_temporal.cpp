@@ -134,49 +134,40 @@ void AdaptiveTemporalChroma_C(const uint8_t* c0, const uint8_t* c1,
   }
 }
 
-namespace {
-
-const VdTemporalKernels kScalar = {AdaptiveSad16_C, AdaptiveHalfSad16_C, AdaptiveInterpolate_C,
-                                   AdaptiveTemporalLuma_C,
-                                   AdaptiveTemporalChroma_C};
-#if defined(VD_X86_SIMD)
-const VdTemporalKernels kSse2 = {AdaptiveSad16_SSE2, AdaptiveHalfSad16_SSE2, AdaptiveInterpolate_SSE2,
-                                 AdaptiveTemporalLuma_SSE2,
-                                 AdaptiveTemporalChroma_SSE2};
-const VdTemporalKernels kAvx2 = {AdaptiveSad16_SSE2, AdaptiveHalfSad16_SSE2, AdaptiveInterpolate_SSE2,
-                                 AdaptiveTemporalLuma_AVX2,
-                                 AdaptiveTemporalChroma_AVX2};
-#endif
+void VdInitAdaptiveTemporalKernels(AdaptiveTemporalKernels* k, int level) {
+  k->sad16 = AdaptiveSad16_C;
+  k->half_sad16 = AdaptiveHalfSad16_C;
+  k->interpolate = AdaptiveInterpolate_C;
+  k->luma = AdaptiveTemporalLuma_C;
+  k->chroma = AdaptiveTemporalChroma_C;
 #if defined(__ARM_NEON)
-// The half-pixel rows keep the reference on ARM.
-const VdTemporalKernels kNeon = {AdaptiveSad16_NEON, AdaptiveHalfSad16_NEON,
-                                 AdaptiveInterpolate_C, AdaptiveTemporalLuma_NEON,
-                                 AdaptiveTemporalChroma_NEON};
-#endif
-
-}  // namespace
-
-const VdTemporalKernels* AdaptiveTemporalKernelsFor(int level) {
-  if (level > VdCpuSimdLevel()) return nullptr;
-  switch (level) {
-    case kVdSimdScalar:
-      return &kScalar;
-#if defined(VD_X86_SIMD)
-    case kVdSimdSse2:
-      return &kSse2;
-    case kVdSimdAvx2:
-      return &kAvx2;
-#endif
-#if defined(__ARM_NEON)
-    case kVdSimdNeon:
-      return &kNeon;
-#endif
-    default:
-      return nullptr;
+  // The half-pixel rows keep the reference on ARM.
+  if (level == kVdSimdNeon) {
+    k->sad16 = AdaptiveSad16_NEON;
+    k->half_sad16 = AdaptiveHalfSad16_NEON;
+    k->luma = AdaptiveTemporalLuma_NEON;
+    k->chroma = AdaptiveTemporalChroma_NEON;
   }
+#elif defined(VD_X86_SIMD)
+  // The 16-byte SADs and the half-pixel rows have no wider AVX2 form: both
+  // levels take the SSE2 ones.
+  if (level == kVdSimdSse2 || level == kVdSimdAvx2) {
+    k->sad16 = AdaptiveSad16_SSE2;
+    k->half_sad16 = AdaptiveHalfSad16_SSE2;
+    k->interpolate = AdaptiveInterpolate_SSE2;
+  }
+  if (level == kVdSimdSse2) {
+    k->luma = AdaptiveTemporalLuma_SSE2;
+    k->chroma = AdaptiveTemporalChroma_SSE2;
+  }
+  if (level == kVdSimdAvx2) {
+    k->luma = AdaptiveTemporalLuma_AVX2;
+    k->chroma = AdaptiveTemporalChroma_AVX2;
+  }
+#endif
+  (void)level;
 }
 
-const VdTemporalKernels* AdaptiveTemporalKernels() {
-  const VdTemporalKernels* k = AdaptiveTemporalKernelsFor(VdSimdLevel());
-  return k ? k : &kScalar;
+const AdaptiveTemporalKernels& VdAdaptiveTemporalKernels(int level) {
+  return VdSimdTable<AdaptiveTemporalKernels, VdInitAdaptiveTemporalKernels>(level);
 }

@@ -1,7 +1,8 @@
 // Kernels of the adaptive method's temporal step: block SADs for motion
 // search, and the per-row recursive blend of a frame with its motion-
 // compensated prediction. Plain references (suffix _C) with x86 and NEON
-// twins that write the same bytes; AdaptiveTemporalKernels() picks them.
+// twins that write the same bytes, in the family's variant table
+// (base/vd_cpu.h).
 //
 // Noise is described per brightness by NoiseLine: four times the noise
 // standard deviation at brightness Y is
@@ -86,19 +87,16 @@ typedef void (*VdTemporalChromaFn)(const uint8_t* c0, const uint8_t* c1,
                                    uint8_t* out, int width,
                                    const VdTemporalParams* params);
 
-struct VdTemporalKernels {
+// The family's variant table (base/vd_cpu.h).
+struct AdaptiveTemporalKernels {
   VdSad16Fn sad16;
   VdHalfSad16Fn half_sad16;
   VdInterpolateFn interpolate;
   VdTemporalLumaFn luma;
   VdTemporalChromaFn chroma;
 };
-
-// The kernels for the process's SIMD level (base/vd_cpu.h).
-const VdTemporalKernels* AdaptiveTemporalKernels();
-// The kernels of one level (tests): kVdSimdScalar, kVdSimdSse2, kVdSimdAvx2
-// or kVdSimdNeon; null when this build or processor lacks it.
-const VdTemporalKernels* AdaptiveTemporalKernelsFor(int level);
+void VdInitAdaptiveTemporalKernels(AdaptiveTemporalKernels* k, int level);
+const AdaptiveTemporalKernels& VdAdaptiveTemporalKernels(int level);
 
 // References.
 int AdaptiveSad16_C(const uint8_t* a, int a_stride, const uint8_t* b,

@@ -49,43 +49,36 @@ void AdaptiveTemporalLuma_AVX2(const uint8_t* c0, const uint8_t* c1, const uint8
                                const VdTemporalParams* params) {
   const uint8_t* c[3] = {c0, c1, c2};
   const uint8_t* p[3] = {p0, p1, p2};
-  int x = 1;
-  if (width >= 18) {
-    const __m128i one = _mm_set1_epi8(1);
-    const __m128i most = _mm_set1_epi8(kVdAdaptiveMaxHistory);
-    const __m256i still = _mm256_set1_epi16(params->still);
-    const __m256i move = _mm256_set1_epi16(params->move);
-    const __m128i gains = Load(kVdAdaptiveGain);
-    for (; x + 16 <= width - 1; x += 16) {
-      __m256i sad = _mm256_setzero_si256();
-      for (int r = 0; r < 3; ++r) {
-        for (int k = -1; k <= 1; ++k) {
-          sad = _mm256_add_epi16(sad, _mm256_cvtepu8_epi16(AbsDiff8(Load(c[r] + x + k),
-                                                                    Load(p[r] + x + k))));
-        }
+  const __m128i one = _mm_set1_epi8(1);
+  const __m128i most = _mm_set1_epi8(kVdAdaptiveMaxHistory);
+  const __m256i still = _mm256_set1_epi16(params->still);
+  const __m256i move = _mm256_set1_epi16(params->move);
+  const __m128i gains = Load(kVdAdaptiveGain);
+  AdaptiveTemporalLumaWalk(c0, c1, c2, p0, p1, p2, cap, hist, out, width, params, [&](int x) {
+    __m256i sad = _mm256_setzero_si256();
+    for (int r = 0; r < 3; ++r) {
+      for (int k = -1; k <= 1; ++k) {
+        sad = _mm256_add_epi16(
+            sad, _mm256_cvtepu8_epi16(AbsDiff8(Load(c[r] + x + k), Load(p[r] + x + k))));
       }
-      const __m256i sad4 = _mm256_slli_epi16(sad, 2);
-      const __m256i pv = Widen(p1 + x);
-      const __m256i sig = Sigma4x16(params->luma, pv);
-      const __m128i not_still = NarrowMask(_mm256_cmpgt_epi16(sad4, _mm256_mullo_epi16(sig, still)));
-      const __m128i moved = NarrowMask(_mm256_cmpgt_epi16(sad4, _mm256_mullo_epi16(sig, move)));
-      const __m128i grown = _mm_min_epu8(_mm_adds_epu8(Load(hist + x), one), most);
-      const __m128i quarter = _mm_and_si128(_mm_srli_epi16(grown, 2), _mm_set1_epi8(0x3f));
-      __m128i n = _mm_or_si128(_mm_andnot_si128(not_still, grown),
-                               _mm_and_si128(_mm_andnot_si128(moved, not_still), quarter));
-      n = _mm_min_epu8(n, Load(cap + x));
-      Store(hist + x, n);
-      const __m256i gain = _mm256_cvtepu8_epi16(_mm_shuffle_epi8(gains, n));
-      const __m256i d = _mm256_sub_epi16(Widen(c1 + x), pv);
-      const __m256i t = _mm256_srai_epi16(
-          _mm256_add_epi16(_mm256_mullo_epi16(d, gain), _mm256_set1_epi16(64)), 7);
-      Store(out + x, Narrow(_mm256_add_epi16(pv, t)));
     }
-  }
-  AdaptiveTemporalLumaPixel(c0, c1, c2, p0, p1, p2, cap, hist, out, width, 0, params);
-  for (; x < width; ++x) {
-    AdaptiveTemporalLumaPixel(c0, c1, c2, p0, p1, p2, cap, hist, out, width, x, params);
-  }
+    const __m256i sad4 = _mm256_slli_epi16(sad, 2);
+    const __m256i pv = Widen(p1 + x);
+    const __m256i sig = Sigma4x16(params->luma, pv);
+    const __m128i not_still = NarrowMask(_mm256_cmpgt_epi16(sad4, _mm256_mullo_epi16(sig, still)));
+    const __m128i moved = NarrowMask(_mm256_cmpgt_epi16(sad4, _mm256_mullo_epi16(sig, move)));
+    const __m128i grown = _mm_min_epu8(_mm_adds_epu8(Load(hist + x), one), most);
+    const __m128i quarter = _mm_and_si128(_mm_srli_epi16(grown, 2), _mm_set1_epi8(0x3f));
+    __m128i n = _mm_or_si128(_mm_andnot_si128(not_still, grown),
+                             _mm_and_si128(_mm_andnot_si128(moved, not_still), quarter));
+    n = _mm_min_epu8(n, Load(cap + x));
+    Store(hist + x, n);
+    const __m256i gain = _mm256_cvtepu8_epi16(_mm_shuffle_epi8(gains, n));
+    const __m256i d = _mm256_sub_epi16(Widen(c1 + x), pv);
+    const __m256i t = _mm256_srai_epi16(
+        _mm256_add_epi16(_mm256_mullo_epi16(d, gain), _mm256_set1_epi16(64)), 7);
+    Store(out + x, Narrow(_mm256_add_epi16(pv, t)));
+  });
 }
 
 void AdaptiveTemporalChroma_AVX2(const uint8_t* c0, const uint8_t* c1, const uint8_t* c2,

@@ -1,11 +1,13 @@
 // NEON twins of the adaptive temporal kernels (armv7 and aarch64): 16
-// pixels a step in 16-bit halves; border columns and the last columns that
-// do not fill a step go through the references' per-pixel functions.
+// pixels a step in 16-bit halves, walking the row as the x86 twins do
+// (adaptive_temporal_walk.h).
 #include "temporal/adaptive_temporal.h"
 
 #if defined(__ARM_NEON)
 
 #include <arm_neon.h>
+
+#include "temporal/adaptive_temporal_walk.h"
 
 namespace {
 
@@ -41,6 +43,27 @@ inline int16x8_t BlendHalf(uint8x8_t c, uint8x8_t p, uint8x8_t gain) {
   const int16x8_t d = vsubq_s16(vreinterpretq_s16_u16(vmovl_u8(c)), pv);
   const int16x8_t t = vmlaq_s16(vdupq_n_s16(64), d, vreinterpretq_s16_u16(vmovl_u8(gain)));
   return vaddq_s16(pv, vshrq_n_s16(t, 7));
+}
+
+// Sum over rows of |c - p| at columns x - 1, x, x + 1, as 16-bit halves.
+inline void PatchSad16(const uint8_t* const* c, const uint8_t* const* p, int x, uint16x8_t* lo,
+                       uint16x8_t* hi) {
+  uint16x8_t sl = vdupq_n_u16(0), sh = vdupq_n_u16(0);
+  for (int r = 0; r < 3; ++r) {
+    for (int k = -1; k <= 1; ++k) {
+      const uint8x16_t d = vabdq_u8(vld1q_u8(c[r] + x + k), vld1q_u8(p[r] + x + k));
+      sl = vaddw_u8(sl, vget_low_u8(d));
+      sh = vaddw_u8(sh, vget_high_u8(d));
+    }
+  }
+  *lo = sl;
+  *hi = sh;
+}
+
+// p + (((c - p) * gain + 64) >> 7) for 16 pixels.
+inline uint8x16_t Blend16(uint8x16_t c, uint8x16_t p, uint8x16_t gain) {
+  return vcombine_u8(vqmovun_s16(BlendHalf(vget_low_u8(c), vget_low_u8(p), vget_low_u8(gain))),
+                     vqmovun_s16(BlendHalf(vget_high_u8(c), vget_high_u8(p), vget_high_u8(gain))));
 }
 
 }  // namespace
@@ -85,40 +108,22 @@ void AdaptiveTemporalLuma_NEON(const uint8_t* c0, const uint8_t* c1, const uint8
                                const VdTemporalParams* params) {
   const uint8_t* c[3] = {c0, c1, c2};
   const uint8_t* p[3] = {p0, p1, p2};
-  int x = 1;
-  if (width >= 18) {
-    for (; x + 16 <= width - 1; x += 16) {
-      uint16x8_t sl = vdupq_n_u16(0), sh = vdupq_n_u16(0);
-      for (int r = 0; r < 3; ++r) {
-        for (int k = -1; k <= 1; ++k) {
-          const uint8x16_t d = vabdq_u8(vld1q_u8(c[r] + x + k), vld1q_u8(p[r] + x + k));
-          sl = vaddw_u8(sl, vget_low_u8(d));
-          sh = vaddw_u8(sh, vget_high_u8(d));
-        }
-      }
-      const uint8x16_t pv = vld1q_u8(p1 + x);
-      const uint16x8_t sig_l = Sigma4(params->luma, vmovl_u8(vget_low_u8(pv)));
-      const uint16x8_t sig_h = Sigma4(params->luma, vmovl_u8(vget_high_u8(pv)));
-      const uint8x16_t not_still = Exceeds(sl, sh, sig_l, sig_h, params->still);
-      const uint8x16_t moved = Exceeds(sl, sh, sig_l, sig_h, params->move);
-      const uint8x16_t grown =
-          vminq_u8(vqaddq_u8(vld1q_u8(hist + x), vdupq_n_u8(1)), vdupq_n_u8(kVdAdaptiveMaxHistory));
-      const uint8x16_t partial = vbslq_u8(moved, vdupq_n_u8(0), vshrq_n_u8(grown, 2));
-      uint8x16_t n = vbslq_u8(not_still, partial, grown);
-      n = vminq_u8(n, vld1q_u8(cap + x));
-      vst1q_u8(hist + x, n);
-      const uint8x16_t gain = Lookup16(kVdAdaptiveGain, n);
-      const uint8x16_t cv = vld1q_u8(c1 + x);
-      vst1q_u8(out + x,
-               vcombine_u8(vqmovun_s16(BlendHalf(vget_low_u8(cv), vget_low_u8(pv), vget_low_u8(gain))),
-                           vqmovun_s16(BlendHalf(vget_high_u8(cv), vget_high_u8(pv),
-                                                 vget_high_u8(gain)))));
-    }
-  }
-  AdaptiveTemporalLumaPixel(c0, c1, c2, p0, p1, p2, cap, hist, out, width, 0, params);
-  for (; x < width; ++x) {
-    AdaptiveTemporalLumaPixel(c0, c1, c2, p0, p1, p2, cap, hist, out, width, x, params);
-  }
+  AdaptiveTemporalLumaWalk(c0, c1, c2, p0, p1, p2, cap, hist, out, width, params, [&](int x) {
+    uint16x8_t sl, sh;
+    PatchSad16(c, p, x, &sl, &sh);
+    const uint8x16_t pv = vld1q_u8(p1 + x);
+    const uint16x8_t sig_l = Sigma4(params->luma, vmovl_u8(vget_low_u8(pv)));
+    const uint16x8_t sig_h = Sigma4(params->luma, vmovl_u8(vget_high_u8(pv)));
+    const uint8x16_t not_still = Exceeds(sl, sh, sig_l, sig_h, params->still);
+    const uint8x16_t moved = Exceeds(sl, sh, sig_l, sig_h, params->move);
+    const uint8x16_t grown =
+        vminq_u8(vqaddq_u8(vld1q_u8(hist + x), vdupq_n_u8(1)), vdupq_n_u8(kVdAdaptiveMaxHistory));
+    const uint8x16_t partial = vbslq_u8(moved, vdupq_n_u8(0), vshrq_n_u8(grown, 2));
+    uint8x16_t n = vbslq_u8(not_still, partial, grown);
+    n = vminq_u8(n, vld1q_u8(cap + x));
+    vst1q_u8(hist + x, n);
+    vst1q_u8(out + x, Blend16(vld1q_u8(c1 + x), pv, Lookup16(kVdAdaptiveGain, n)));
+  });
 }
 
 // Eight 16-bit lanes from the even bytes of 16 bytes.
@@ -145,42 +150,25 @@ void AdaptiveTemporalChroma_NEON(const uint8_t* c0, const uint8_t* c1, const uin
                                  int width, const VdTemporalParams* params) {
   const uint8_t* c[3] = {c0, c1, c2};
   const uint8_t* p[3] = {p0, p1, p2};
-  int x = 1;
-  if (width >= 18) {
-    for (; x + 16 <= width - 1; x += 16) {
-      uint16x8_t sl = vdupq_n_u16(0), sh = vdupq_n_u16(0);
-      for (int r = 0; r < 3; ++r) {
-        for (int k = -1; k <= 1; ++k) {
-          const uint8x16_t d = vabdq_u8(vld1q_u8(c[r] + x + k), vld1q_u8(p[r] + x + k));
-          sl = vaddw_u8(sl, vget_low_u8(d));
-          sh = vaddw_u8(sh, vget_high_u8(d));
-        }
-      }
-      const uint8_t* lp = luma_pred + 2 * x;
-      const uint8x16_t moved = Exceeds(sl, sh, ChromaSigma4(params, vld1q_u8(lp)),
-                                       ChromaSigma4(params, vld1q_u8(lp + 16)),
-                                       params->chroma_move);
-      const uint8x16_t ma = vminq_u8(vld1q_u8(luma_hist0 + 2 * x), vld1q_u8(luma_hist1 + 2 * x));
-      const uint8x16_t mb =
-          vminq_u8(vld1q_u8(luma_hist0 + 2 * x + 16), vld1q_u8(luma_hist1 + 2 * x + 16));
-      const uint8x16_t cap = vcombine_u8(PairMin(ma), PairMin(mb));
-      uint8x16_t n = vminq_u8(vaddq_u8(vld1q_u8(hist + x), vdupq_n_u8(1)), cap);
-      n = vbicq_u8(n, moved);
-      vst1q_u8(hist + x, n);
-      const uint8x16_t gain = Lookup16(kVdAdaptiveGain, n);
-      const uint8x16_t cv = vld1q_u8(c1 + x), pv = vld1q_u8(p1 + x);
-      vst1q_u8(out + x,
-               vcombine_u8(vqmovun_s16(BlendHalf(vget_low_u8(cv), vget_low_u8(pv), vget_low_u8(gain))),
-                           vqmovun_s16(BlendHalf(vget_high_u8(cv), vget_high_u8(pv),
-                                                 vget_high_u8(gain)))));
-    }
-  }
-  AdaptiveTemporalChromaPixel(c0, c1, c2, p0, p1, p2, luma_pred, luma_hist0, luma_hist1, hist,
-                              out, width, 0, params);
-  for (; x < width; ++x) {
-    AdaptiveTemporalChromaPixel(c0, c1, c2, p0, p1, p2, luma_pred, luma_hist0, luma_hist1,
-                                hist, out, width, x, params);
-  }
+  AdaptiveTemporalChromaWalk(
+      c0, c1, c2, p0, p1, p2, luma_pred, luma_hist0, luma_hist1, hist, out, width, params,
+      [&](int x) {
+        uint16x8_t sl, sh;
+        PatchSad16(c, p, x, &sl, &sh);
+        const uint8_t* lp = luma_pred + 2 * x;
+        const uint8x16_t moved = Exceeds(sl, sh, ChromaSigma4(params, vld1q_u8(lp)),
+                                         ChromaSigma4(params, vld1q_u8(lp + 16)),
+                                         params->chroma_move);
+        const uint8x16_t ma =
+            vminq_u8(vld1q_u8(luma_hist0 + 2 * x), vld1q_u8(luma_hist1 + 2 * x));
+        const uint8x16_t mb =
+            vminq_u8(vld1q_u8(luma_hist0 + 2 * x + 16), vld1q_u8(luma_hist1 + 2 * x + 16));
+        const uint8x16_t cap = vcombine_u8(PairMin(ma), PairMin(mb));
+        uint8x16_t n = vminq_u8(vaddq_u8(vld1q_u8(hist + x), vdupq_n_u8(1)), cap);
+        n = vbicq_u8(n, moved);
+        vst1q_u8(hist + x, n);
+        vst1q_u8(out + x, Blend16(vld1q_u8(c1 + x), vld1q_u8(p1 + x), Lookup16(kVdAdaptiveGain, n)));
+      });
 }
 
 #endif  // __ARM_NEON

@@ -2,8 +2,9 @@
 // build: 16 pixels per step in 16-bit lanes. The only difference between the
 // two is how a byte indexes a 16-entry table (Lookup): the AVX2 object has
 // pshufb, the SSE2 one reads the table per lane. Internal linkage, so each
-// object keeps its own copy. Border columns, and the last columns that do
-// not fill a step, go through the references' per-pixel functions.
+// object keeps its own copy. The walks (which columns go in vector steps,
+// which through the references) are those of the NEON twins too
+// (adaptive_temporal_walk.h, spatial/adaptive_spatial_walk.h).
 #ifndef VD_TEMPORAL_ADAPTIVE_X86_COMMON_H_
 #define VD_TEMPORAL_ADAPTIVE_X86_COMMON_H_
 
@@ -11,7 +12,9 @@
 #include <stdint.h>
 
 #include "spatial/adaptive_spatial.h"
+#include "spatial/adaptive_spatial_walk.h"
 #include "temporal/adaptive_temporal.h"
+#include "temporal/adaptive_temporal_walk.h"
 
 namespace {
 
@@ -78,31 +81,24 @@ void TemporalLumaX86(const uint8_t* c0, const uint8_t* c1, const uint8_t* c2,
                      const VdTemporalParams* params, Lookup lookup) {
   const uint8_t* c[3] = {c0, c1, c2};
   const uint8_t* p[3] = {p0, p1, p2};
-  int x = 1;
-  if (width >= 18) {
-    const __m128i one = _mm_set1_epi8(1);
-    const __m128i most = _mm_set1_epi8(kVdAdaptiveMaxHistory);
-    for (; x + 16 <= width - 1; x += 16) {
-      __m128i sl, sh;
-      PatchSad16(c, p, x, &sl, &sh);
-      const __m128i pv = Load(p1 + x);
-      const __m128i sig_l = Sigma4(params->luma, Lo16(pv));
-      const __m128i sig_h = Sigma4(params->luma, Hi16(pv));
-      const __m128i not_still = Exceeds(sl, sh, sig_l, sig_h, params->still);
-      const __m128i moved = Exceeds(sl, sh, sig_l, sig_h, params->move);
-      const __m128i grown = _mm_min_epu8(_mm_adds_epu8(Load(hist + x), one), most);
-      const __m128i quarter = _mm_and_si128(_mm_srli_epi16(grown, 2), _mm_set1_epi8(0x3f));
-      __m128i n = _mm_or_si128(_mm_andnot_si128(not_still, grown),
-                               _mm_and_si128(_mm_andnot_si128(moved, not_still), quarter));
-      n = _mm_min_epu8(n, Load(cap + x));
-      Store(hist + x, n);
-      Store(out + x, Blend16(Load(c1 + x), pv, lookup(kVdAdaptiveGain, n)));
-    }
-  }
-  AdaptiveTemporalLumaPixel(c0, c1, c2, p0, p1, p2, cap, hist, out, width, 0, params);
-  for (; x < width; ++x) {
-    AdaptiveTemporalLumaPixel(c0, c1, c2, p0, p1, p2, cap, hist, out, width, x, params);
-  }
+  const __m128i one = _mm_set1_epi8(1);
+  const __m128i most = _mm_set1_epi8(kVdAdaptiveMaxHistory);
+  AdaptiveTemporalLumaWalk(c0, c1, c2, p0, p1, p2, cap, hist, out, width, params, [&](int x) {
+    __m128i sl, sh;
+    PatchSad16(c, p, x, &sl, &sh);
+    const __m128i pv = Load(p1 + x);
+    const __m128i sig_l = Sigma4(params->luma, Lo16(pv));
+    const __m128i sig_h = Sigma4(params->luma, Hi16(pv));
+    const __m128i not_still = Exceeds(sl, sh, sig_l, sig_h, params->still);
+    const __m128i moved = Exceeds(sl, sh, sig_l, sig_h, params->move);
+    const __m128i grown = _mm_min_epu8(_mm_adds_epu8(Load(hist + x), one), most);
+    const __m128i quarter = _mm_and_si128(_mm_srli_epi16(grown, 2), _mm_set1_epi8(0x3f));
+    __m128i n = _mm_or_si128(_mm_andnot_si128(not_still, grown),
+                             _mm_and_si128(_mm_andnot_si128(moved, not_still), quarter));
+    n = _mm_min_epu8(n, Load(cap + x));
+    Store(hist + x, n);
+    Store(out + x, Blend16(Load(c1 + x), pv, lookup(kVdAdaptiveGain, n)));
+  });
 }
 
 // Eight 16-bit lanes from the even bytes of 16 bytes.
@@ -116,39 +112,32 @@ void TemporalChromaX86(const uint8_t* c0, const uint8_t* c1, const uint8_t* c2,
                        const VdTemporalParams* params, Lookup lookup) {
   const uint8_t* c[3] = {c0, c1, c2};
   const uint8_t* p[3] = {p0, p1, p2};
-  int x = 1;
-  if (width >= 18) {
-    const __m128i ratio = _mm_set1_epi16(params->chroma_ratio);
-    const __m128i most = _mm_set1_epi16(255);
-    for (; x + 16 <= width - 1; x += 16) {
-      __m128i sl, sh;
-      PatchSad16(c, p, x, &sl, &sh);
-      const uint8_t* lp = luma_pred + 2 * x;
-      const __m128i sig_l = _mm_min_epi16(
-          _mm_srli_epi16(_mm_mullo_epi16(Sigma4(params->luma, Even16(Load(lp))), ratio), 6), most);
-      const __m128i sig_h = _mm_min_epi16(
-          _mm_srli_epi16(_mm_mullo_epi16(Sigma4(params->luma, Even16(Load(lp + 16))), ratio), 6),
-          most);
-      const __m128i moved = Exceeds(sl, sh, sig_l, sig_h, params->chroma_move);
-      // Minimum of each 2x2 of luma history.
-      const __m128i ma = _mm_min_epu8(Load(luma_hist0 + 2 * x), Load(luma_hist1 + 2 * x));
-      const __m128i mb =
-          _mm_min_epu8(Load(luma_hist0 + 2 * x + 16), Load(luma_hist1 + 2 * x + 16));
-      const __m128i cap = _mm_packus_epi16(
-          _mm_min_epi16(Even16(ma), _mm_srli_epi16(ma, 8)),
-          _mm_min_epi16(Even16(mb), _mm_srli_epi16(mb, 8)));
-      __m128i n = _mm_min_epu8(_mm_add_epi8(Load(hist + x), _mm_set1_epi8(1)), cap);
-      n = _mm_andnot_si128(moved, n);
-      Store(hist + x, n);
-      Store(out + x, Blend16(Load(c1 + x), Load(p1 + x), lookup(kVdAdaptiveGain, n)));
-    }
-  }
-  AdaptiveTemporalChromaPixel(c0, c1, c2, p0, p1, p2, luma_pred, luma_hist0, luma_hist1, hist,
-                              out, width, 0, params);
-  for (; x < width; ++x) {
-    AdaptiveTemporalChromaPixel(c0, c1, c2, p0, p1, p2, luma_pred, luma_hist0, luma_hist1,
-                                hist, out, width, x, params);
-  }
+  const __m128i ratio = _mm_set1_epi16(params->chroma_ratio);
+  const __m128i most = _mm_set1_epi16(255);
+  AdaptiveTemporalChromaWalk(
+      c0, c1, c2, p0, p1, p2, luma_pred, luma_hist0, luma_hist1, hist, out, width, params,
+      [&](int x) {
+        __m128i sl, sh;
+        PatchSad16(c, p, x, &sl, &sh);
+        const uint8_t* lp = luma_pred + 2 * x;
+        const __m128i sig_l = _mm_min_epi16(
+            _mm_srli_epi16(_mm_mullo_epi16(Sigma4(params->luma, Even16(Load(lp))), ratio), 6),
+            most);
+        const __m128i sig_h = _mm_min_epi16(
+            _mm_srli_epi16(_mm_mullo_epi16(Sigma4(params->luma, Even16(Load(lp + 16))), ratio), 6),
+            most);
+        const __m128i moved = Exceeds(sl, sh, sig_l, sig_h, params->chroma_move);
+        // Minimum of each 2x2 of luma history.
+        const __m128i ma = _mm_min_epu8(Load(luma_hist0 + 2 * x), Load(luma_hist1 + 2 * x));
+        const __m128i mb =
+            _mm_min_epu8(Load(luma_hist0 + 2 * x + 16), Load(luma_hist1 + 2 * x + 16));
+        const __m128i cap = _mm_packus_epi16(_mm_min_epi16(Even16(ma), _mm_srli_epi16(ma, 8)),
+                                             _mm_min_epi16(Even16(mb), _mm_srli_epi16(mb, 8)));
+        __m128i n = _mm_min_epu8(_mm_add_epi8(Load(hist + x), _mm_set1_epi8(1)), cap);
+        n = _mm_andnot_si128(moved, n);
+        Store(hist + x, n);
+        Store(out + x, Blend16(Load(c1 + x), Load(p1 + x), lookup(kVdAdaptiveGain, n)));
+      });
 }
 
 // phi(d) weighted by w (1 or 2, as a shift) added to sum, eight lanes.
@@ -180,15 +169,12 @@ inline __m128i SpatialHalf(const uint8_t* const* r, int x, int step, __m128i t2,
 inline void SpatialRowX86(const uint8_t* r0, const uint8_t* r1, const uint8_t* r2,
                    const uint8_t* threshold, uint8_t* out, int width, int step) {
   const uint8_t* r[3] = {r0, r1, r2};
-  int x = 0;
-  for (; x < step && x < width; ++x) out[x] = AdaptiveSpatialPixel(r0, r1, r2, threshold, width, step, x);
-  for (; x + 16 <= width - step; x += 16) {
+  AdaptiveSpatialRowWalk(r0, r1, r2, threshold, out, width, step, [&](int x) {
     const __m128i t = Load(threshold + x);
     const __m128i lo = SpatialHalf(r, x, step, _mm_slli_epi16(Lo16(t), 1), Lo16);
     const __m128i hi = SpatialHalf(r, x, step, _mm_slli_epi16(Hi16(t), 1), Hi16);
     Store(out + x, _mm_packus_epi16(lo, hi));
-  }
-  for (; x < width; ++x) out[x] = AdaptiveSpatialPixel(r0, r1, r2, threshold, width, step, x);
+  });
 }
 
 // (sigma4 * reach[n]) >> 8 for 16 pixels given their sigma4 halves.
@@ -203,13 +189,17 @@ inline __m128i Threshold16(__m128i sig_l, __m128i sig_h, __m128i n, const uint8_
 template <typename Lookup>
 void LumaThresholdX86(const uint8_t* row, const uint8_t* hist, uint8_t* threshold, int width,
                       const VdSpatialParams* params, Lookup lookup) {
-  int x = 0;
-  for (; x + 16 <= width; x += 16) {
-    const __m128i v = Load(row + x);
-    Store(threshold + x, Threshold16(Sigma4(params->luma, Lo16(v)), Sigma4(params->luma, Hi16(v)),
-                                     Load(hist + x), params->reach, lookup));
-  }
-  if (x < width) AdaptiveLumaThreshold_C(row + x, hist + x, threshold + x, width - x, params);
+  AdaptiveThresholdWalk(
+      width,
+      [&](int x) {
+        const __m128i v = Load(row + x);
+        Store(threshold + x,
+              Threshold16(Sigma4(params->luma, Lo16(v)), Sigma4(params->luma, Hi16(v)),
+                          Load(hist + x), params->reach, lookup));
+      },
+      [&](int x) {
+        AdaptiveLumaThreshold_C(row + x, hist + x, threshold + x, width - x, params);
+      });
 }
 
 template <typename Lookup>
@@ -217,19 +207,21 @@ void ChromaThresholdX86(const uint8_t* luma_row, const uint8_t* hist, uint8_t* t
                         int width, const VdSpatialParams* params, Lookup lookup) {
   const __m128i ratio = _mm_set1_epi16(params->chroma_ratio);
   const __m128i most = _mm_set1_epi16(255);
-  int x = 0;
-  for (; x + 16 <= width; x += 16) {
-    const uint8_t* l = luma_row + 2 * x;
-    const __m128i sl = _mm_min_epi16(
-        _mm_srli_epi16(_mm_mullo_epi16(Sigma4(params->luma, Even16(Load(l))), ratio), 6), most);
-    const __m128i sh = _mm_min_epi16(
-        _mm_srli_epi16(_mm_mullo_epi16(Sigma4(params->luma, Even16(Load(l + 16))), ratio), 6),
-        most);
-    Store(threshold + x, Threshold16(sl, sh, Load(hist + x), params->reach, lookup));
-  }
-  if (x < width) {
-    AdaptiveChromaThreshold_C(luma_row + 2 * x, hist + x, threshold + x, width - x, params);
-  }
+  AdaptiveThresholdWalk(
+      width,
+      [&](int x) {
+        const uint8_t* l = luma_row + 2 * x;
+        const __m128i sl = _mm_min_epi16(
+            _mm_srli_epi16(_mm_mullo_epi16(Sigma4(params->luma, Even16(Load(l))), ratio), 6),
+            most);
+        const __m128i sh = _mm_min_epi16(
+            _mm_srli_epi16(_mm_mullo_epi16(Sigma4(params->luma, Even16(Load(l + 16))), ratio), 6),
+            most);
+        Store(threshold + x, Threshold16(sl, sh, Load(hist + x), params->reach, lookup));
+      },
+      [&](int x) {
+        AdaptiveChromaThreshold_C(luma_row + 2 * x, hist + x, threshold + x, width - x, params);
+      });
 }
 
 }  // namespace

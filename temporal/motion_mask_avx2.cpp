@@ -1,5 +1,6 @@
 // AVX2 twins of the frame-path motion kernels; compiled with -mavx2 and run
-// only on processors that have it. Same stepping as motion_mask.cpp.
+// only on processors that have it. They walk the planes as the references
+// in motion_mask.cpp do (motion_mask_walk.h).
 #include "temporal/motion_mask_internal.h"
 
 #if defined(__x86_64__) || defined(_M_X64)
@@ -7,6 +8,7 @@
 #include <immintrin.h>
 #include <stddef.h>
 
+#include "temporal/motion_mask_walk.h"
 #include "temporal/motion_mask_x86_common.h"
 
 namespace {
@@ -32,61 +34,42 @@ inline void DiffAndSign32(const unsigned char* a, const unsigned char* b,
                     _mm256_set1_epi8(1)));
 }
 
+// 0xff where |a - b| > threshold.
+inline __m256i Exceeds(__m256i a, __m256i b, __m256i thr) {
+  const __m256i within =
+      _mm256_cmpeq_epi8(_mm256_subs_epu8(AbsDiff(a, b), thr), _mm256_setzero_si256());
+  return _mm256_xor_si256(within, _mm256_set1_epi8(-1));
+}
+
 }  // namespace
 
-// Two rows of 32 pixels per step; see CalSAD_threshhold_C for the stepping.
+// Two rows of 32 pixels per step.
 void CalSAD_threshhold_AVX2(unsigned char* first, unsigned char* second,
                             unsigned char* out, int width, int height,
                             unsigned char threshold) {
-  const int span = (width >> 5) * 32;
-  if (span <= 0) return;
   const __m256i thr = _mm256_set1_epi8(static_cast<char>(threshold));
-  const __m256i ones = _mm256_set1_epi8(-1);
-  const __m256i zero = _mm256_setzero_si256();
-  const ptrdiff_t w = width;
-  ForEachRowPair(width, height, span, [&](ptrdiff_t o) {
-    const unsigned char* a = first + o;
-    const unsigned char* b = second + o;
-    unsigned char* m = out + o;
-    for (int x = 0; x < span; x += 32) {
-      const __m256i a0 = Load32(a + x), b0 = Load32(b + x);
-      const __m256i a1 = Load32(a + w + x), b1 = Load32(b + w + x);
-      // 0xff where |a - b| > threshold.
-      Store32(m + x,
-              _mm256_xor_si256(_mm256_cmpeq_epi8(
-                                   _mm256_subs_epu8(AbsDiff(a0, b0), thr), zero),
-                               ones));
-      Store32(m + w + x,
-              _mm256_xor_si256(_mm256_cmpeq_epi8(
-                                   _mm256_subs_epu8(AbsDiff(a1, b1), thr), zero),
-                               ones));
-    }
+  ForEachRowPairStep<32>(width, height, Span32(width), [&](ptrdiff_t i, ptrdiff_t j) {
+    const __m256i a0 = Load32(first + i), b0 = Load32(second + i);
+    const __m256i a1 = Load32(first + j), b1 = Load32(second + j);
+    Store32(out + i, Exceeds(a0, b0, thr));
+    Store32(out + j, Exceeds(a1, b1, thr));
   });
 }
 
-// Two rows of 16-pixel blocks, 32 pixels per step while two blocks remain;
-// see CalDiffAbs_C for the stepping.
+// Two rows of 16-pixel blocks, 32 pixels per step while two blocks remain.
 void CalDiffAbs_AVX2(unsigned char* first, unsigned char* second,
                      unsigned char* diff, unsigned char* sign, int width,
                      int height, int /*unused*/) {
-  const int span = (width >> 4) * 16;
-  if (span <= 0) return;
-  const ptrdiff_t w = width;
-  ForEachRowPair(width, height, span, [&](ptrdiff_t o) {
-    const unsigned char* a = first + o;
-    const unsigned char* b = second + o;
-    unsigned char* d = diff + o;
-    unsigned char* s = sign + o;
-    int x = 0;
-    for (; x + 32 <= span; x += 32) {
-      DiffAndSign32(a + x, b + x, d + x, s + x);
-      DiffAndSign32(a + w + x, b + w + x, d + w + x, s + w + x);
-    }
-    if (x < span) {
-      DiffAndSign16(a + x, b + x, d + x, s + x);
-      DiffAndSign16(a + w + x, b + w + x, d + w + x, s + w + x);
-    }
-  });
+  ForEachRowPairStep<32, 16>(
+      width, height, Span16(width),
+      [&](ptrdiff_t i, ptrdiff_t j) {
+        DiffAndSign32(first + i, second + i, diff + i, sign + i);
+        DiffAndSign32(first + j, second + j, diff + j, sign + j);
+      },
+      [&](ptrdiff_t i, ptrdiff_t j) {
+        DiffAndSign16(first + i, second + i, diff + i, sign + i);
+        DiffAndSign16(first + j, second + j, diff + j, sign + j);
+      });
 }
 
 #endif  // x86-64

@@ -1,25 +1,13 @@
-// Glue shared by the SSE2 (motion_mask_sse2.cpp) and AVX2 (motion_mask_avx2.cpp)
-// motion kernels: the row-pair walk and the 16-pixel SSE2 steps both use.
-// Everything here has internal linkage, so the -mavx2 object and the
-// baseline object each keep their own copy.
+// The 16-pixel SSE2 steps shared by the SSE2 (motion_mask_sse2.cpp) and
+// AVX2 (motion_mask_avx2.cpp) motion kernels; their walk is in
+// motion_mask_walk.h. Everything here has internal linkage, so the -mavx2
+// object and the baseline object each keep their own copy.
 #ifndef VD_TEMPORAL_MOTION_MASK_X86_COMMON_H_
 #define VD_TEMPORAL_MOTION_MASK_X86_COMMON_H_
 
 #include <emmintrin.h>
-#include <stddef.h>
 
 namespace {
-
-// Calls pair(offset) for each of the height / 2 row pairs, offset being the
-// byte offset of the pair's first row in every plane. A pair covers the
-// first span bytes of its two rows, and the next pair starts span + width
-// bytes later, i.e. right after the span of the pair's second row.
-template <typename Pair>
-static inline void ForEachRowPair(int width, int height, int span, Pair pair) {
-  const int pairs = height >> 1;
-  const ptrdiff_t step = static_cast<ptrdiff_t>(span) + width;
-  for (int p = 0; p < pairs; ++p) pair(p * step);
-}
 
 static inline __m128i Load16(const unsigned char* p) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));

@@ -5,6 +5,9 @@
 #if defined(__x86_64__) || defined(_M_X64)
 
 #include <immintrin.h>
+#include <stddef.h>
+
+#include "temporal/temporal_filter_walk.h"
 
 namespace {
 
@@ -34,22 +37,13 @@ inline __m128i Block16(const unsigned char* src, const unsigned char* ref,
 }  // namespace
 
 // 16 pixels per step, in sixteen 16-bit lanes, at the packed
-// (width >> 4) * 16 pitch; see TemporalFilterS_C.
+// (width >> 4) * 16 pitch.
 void TemporalFilterS_AVX2(unsigned char* src, unsigned char* ref,
                           unsigned char* mask, unsigned char* out, int width,
                           int height) {
-  const int span = (width >> 4) * 16;
-  if (span <= 0) return;
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < span; x += 16) {
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
-                       Block16(src + x, ref + x, mask + x));
-    }
-    src += span;
-    ref += span;
-    mask += span;
-    out += span;
-  }
+  ForEachPackedBlock16(width, height, [&](ptrdiff_t i) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), Block16(src + i, ref + i, mask + i));
+  });
 }
 
 #endif  // x86-64

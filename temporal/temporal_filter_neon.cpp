@@ -1,11 +1,14 @@
 // NEON twins of the temporal blends (armv7 and aarch64): 16 pixels per step
-// with 8x8 -> 16-bit multiply-accumulate, same stepping as the references in
-// temporal_filter.cpp.
+// with 8x8 -> 16-bit multiply-accumulate, walking the planes as the
+// references in temporal_filter.cpp do (temporal_filter_walk.h).
 #include "temporal/temporal_filter_internal.h"
 
 #if defined(__ARM_NEON)
 
 #include <arm_neon.h>
+#include <stddef.h>
+
+#include "temporal/temporal_filter_walk.h"
 
 namespace {
 
@@ -30,43 +33,27 @@ inline void Blend(uint8x16_t src, uint8x16_t ref, uint8x16_t w,
 void TemporalFilterS_NEON(unsigned char* src, unsigned char* ref,
                           unsigned char* mask, unsigned char* out, int width,
                           int height) {
-  const int span = (width >> 4) * 16;
-  if (span <= 0) return;
   const uint8x16_t still = vdupq_n_u8(38);
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < span; x += 16) {
-      const uint8x16_t w = StillWeights(vld1q_u8(mask + x), still);
-      uint16x8_t lo, hi;
-      Blend(vld1q_u8(src + x), vld1q_u8(ref + x), w, &lo, &hi);
-      // Rounding narrow: (sum + 64) >> 7.
-      vst1q_u8(out + x, vcombine_u8(vrshrn_n_u16(lo, 7), vrshrn_n_u16(hi, 7)));
-    }
-    src += span;
-    ref += span;
-    mask += span;
-    out += span;
-  }
+  ForEachPackedBlock16(width, height, [&](ptrdiff_t i) {
+    const uint8x16_t w = StillWeights(vld1q_u8(mask + i), still);
+    uint16x8_t lo, hi;
+    Blend(vld1q_u8(src + i), vld1q_u8(ref + i), w, &lo, &hi);
+    // Rounding narrow: (sum + 64) >> 7.
+    vst1q_u8(out + i, vcombine_u8(vrshrn_n_u16(lo, 7), vrshrn_n_u16(hi, 7)));
+  });
 }
 
 void TemporalFilterLuma_NEON(unsigned char* src, unsigned char* ref,
                              unsigned char* mask, unsigned char* out,
                              int width, int height) {
-  const int span = (width >> 4) * 16;
-  if (span <= 0) return;
   const uint8x16_t still = vdupq_n_u8(64);
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < span; x += 16) {
-      const uint8x16_t w = StillWeights(vld1q_u8(mask + x), still);
-      uint16x8_t lo, hi;
-      Blend(vld1q_u8(src + x), vld1q_u8(ref + x), w, &lo, &hi);
-      // Truncating narrow: sum >> 7.
-      vst1q_u8(out + x, vcombine_u8(vshrn_n_u16(lo, 7), vshrn_n_u16(hi, 7)));
-    }
-    src += span;
-    ref += span;
-    mask += span;
-    out += span;
-  }
+  ForEachPackedBlock16(width, height, [&](ptrdiff_t i) {
+    const uint8x16_t w = StillWeights(vld1q_u8(mask + i), still);
+    uint16x8_t lo, hi;
+    Blend(vld1q_u8(src + i), vld1q_u8(ref + i), w, &lo, &hi);
+    // Truncating narrow: sum >> 7.
+    vst1q_u8(out + i, vcombine_u8(vshrn_n_u16(lo, 7), vshrn_n_u16(hi, 7)));
+  });
 }
 
 #endif  // defined(__ARM_NEON)

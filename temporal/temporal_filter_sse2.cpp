@@ -4,6 +4,9 @@
 #if defined(__x86_64__) || defined(_M_X64)
 
 #include <emmintrin.h>
+#include <stddef.h>
+
+#include "temporal/temporal_filter_walk.h"
 
 namespace {
 
@@ -18,33 +21,24 @@ inline __m128i Blend8(__m128i src, __m128i ref, __m128i w) {
 
 }  // namespace
 
-// 16 pixels per step at the packed (width >> 4) * 16 pitch; see
-// TemporalFilterS_C.
+// 16 pixels per step at the packed (width >> 4) * 16 pitch.
 void TemporalFilterS_SSE2(unsigned char* src, unsigned char* ref,
                           unsigned char* mask, unsigned char* out, int width,
                           int height) {
-  const int span = (width >> 4) * 16;
-  if (span <= 0) return;
   const __m128i z = _mm_setzero_si128();
   const __m128i still = _mm_set1_epi8(38);
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < span; x += 16) {
-      const __m128i m = _mm_loadu_si128(reinterpret_cast<const __m128i*>(mask + x));
-      const __m128i s = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + x));
-      const __m128i r = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ref + x));
-      // Weight 38 where the mask byte is below 128 (non-negative as int8).
-      const __m128i w = _mm_and_si128(_mm_cmpgt_epi8(m, _mm_set1_epi8(-1)), still);
-      const __m128i lo = Blend8(_mm_unpacklo_epi8(s, z), _mm_unpacklo_epi8(r, z),
-                                _mm_unpacklo_epi8(w, z));
-      const __m128i hi = Blend8(_mm_unpackhi_epi8(s, z), _mm_unpackhi_epi8(r, z),
-                                _mm_unpackhi_epi8(w, z));
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x), _mm_packus_epi16(lo, hi));
-    }
-    src += span;
-    ref += span;
-    mask += span;
-    out += span;
-  }
+  ForEachPackedBlock16(width, height, [&](ptrdiff_t i) {
+    const __m128i m = _mm_loadu_si128(reinterpret_cast<const __m128i*>(mask + i));
+    const __m128i s = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));
+    const __m128i r = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ref + i));
+    // Weight 38 where the mask byte is below 128 (non-negative as int8).
+    const __m128i w = _mm_and_si128(_mm_cmpgt_epi8(m, _mm_set1_epi8(-1)), still);
+    const __m128i lo = Blend8(_mm_unpacklo_epi8(s, z), _mm_unpacklo_epi8(r, z),
+                              _mm_unpacklo_epi8(w, z));
+    const __m128i hi = Blend8(_mm_unpackhi_epi8(s, z), _mm_unpackhi_epi8(r, z),
+                              _mm_unpackhi_epi8(w, z));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(lo, hi));
+  });
 }
 
 #endif  // x86-64

@@ -459,20 +459,6 @@ TEST(AdaptiveKernels, NoiseCurveIsTheMinimumOfTwoChords) {
   EXPECT_EQ(VdChromaSigma4(VdNoiseLine{200, 0, 200, 0}, 128, 0), 255);
 }
 
-struct Levels {
-  int level;
-  const char* name;
-};
-
-std::vector<Levels> TwinLevels() {
-  std::vector<Levels> v;
-  const int cpu = VdCpuSimdLevel();
-  if (cpu == kVdSimdNeon) v.push_back({kVdSimdNeon, "NEON"});
-  if (cpu >= kVdSimdSse2 && cpu != kVdSimdNeon) v.push_back({kVdSimdSse2, "SSE2"});
-  if (cpu >= kVdSimdAvx2 && cpu != kVdSimdNeon) v.push_back({kVdSimdAvx2, "AVX2"});
-  return v;
-}
-
 // Valid random parameters: sigma4 within a byte, thresholds as the fit
 // makes them or anywhere in their range.
 VdTemporalParams RandomTemporal(std::mt19937& rng) {
@@ -487,20 +473,16 @@ VdTemporalParams RandomTemporal(std::mt19937& rng) {
 }
 
 TEST(AdaptiveKernels, TwinsEqualTheReferences) {
-  const VdTemporalKernels* ref = AdaptiveTemporalKernelsFor(kVdSimdScalar);
-  const VdSpatialKernels* sref = AdaptiveSpatialKernelsFor(kVdSimdScalar);
-  ASSERT_NE(ref, nullptr);
-  ASSERT_NE(sref, nullptr);
+  const AdaptiveTemporalKernels* ref = &VdAdaptiveTemporalKernels(kVdSimdScalar);
+  const AdaptiveSpatialKernels* sref = &VdAdaptiveSpatialKernels(kVdSimdScalar);
   std::mt19937 rng(12345);
   const int widths[] = {1, 2, 3, 15, 16, 17, 18, 19, 31, 33, 34, 35, 47, 50, 64, 65, 97, 130, 257, 961};
-  for (const Levels& lv : TwinLevels()) {
-    const VdTemporalKernels* k = AdaptiveTemporalKernelsFor(lv.level);
-    const VdSpatialKernels* s = AdaptiveSpatialKernelsFor(lv.level);
-    ASSERT_NE(k, nullptr) << lv.name;
-    ASSERT_NE(s, nullptr) << lv.name;
+  for (int level : vdtest::VectorLevels()) {
+    const AdaptiveTemporalKernels* k = &VdAdaptiveTemporalKernels(level);
+    const AdaptiveSpatialKernels* s = &VdAdaptiveSpatialKernels(level);
     for (int w : widths) {
       for (int trial = 0; trial < 6; ++trial) {
-        SCOPED_TRACE(std::string(lv.name) + " width " + std::to_string(w) + " trial " +
+        SCOPED_TRACE(std::string(vdtest::LevelName(level)) + " width " + std::to_string(w) + " trial " +
                      std::to_string(trial));
         const VdTemporalParams tp = RandomTemporal(rng);
         // Inputs: random, or a noisy copy of each other so every branch runs.

@@ -93,44 +93,44 @@ Uc* Place(size_t index, size_t n, size_t slack, GuardedBuffer::Flush flush) {
 // initial buffers; run(fn, p, width, rows, edge, seed) calls fn on their
 // guarded copies p. A run that returns a value must return the same.
 template <typename Table, typename Fn, typename Make, typename Run>
-void ExpectSlotMatchesScalar(const Table& (*table)(int), Fn Table::*slot, int maxWidth,
-                             int maxRows, bool underRun, Make make, Run run) {
+void ExpectSlotMatchesScalar(const Table& (*table)(int), Fn Table::*slot, int maxWidth, int maxRows,
+                             bool underRun, Make make, Run run) {
   vdtest::ForEachTwin(table, slot, [&](const char* level, Fn reference, Fn twin) {
     SCOPED_TRACE(level);
     int oddAddresses = 0;
-    vdtest::ForEachAwkwardSize(maxWidth, maxRows, kRandomSizes, [&](int w, int h, int edge,
-                                                                    uint32_t seed) {
-      if (testing::Test::HasFatalFailure()) return;
-      const Buffers init = make(w, h, edge, seed);
-      for (auto flush : {GuardedBuffer::kFlushEnd, GuardedBuffer::kFlushStart}) {
-        if (flush == GuardedBuffer::kFlushStart && !underRun) break;
-        std::vector<Uc*> p;
-        for (const Bytes& b : init) {
-          // On odd seeds a buffer of an even byte count ends one byte short
-          // of its guard, so that it starts at an odd address.
-          const bool odd = flush == GuardedBuffer::kFlushEnd && (seed & 1) && b.size() % 2 == 0;
-          p.push_back(Place(p.size(), b.size(), odd, flush));
-          oddAddresses += reinterpret_cast<uintptr_t>(p.back()) & 1;
-        }
-        auto once = [&](Fn fn) {
-          for (size_t i = 0; i < init.size(); ++i) {
-            if (!init[i].empty()) std::memcpy(p[i], init[i].data(), init[i].size());
+    vdtest::ForEachAwkwardSize(
+        maxWidth, maxRows, kRandomSizes, [&](int w, int h, int edge, uint32_t seed) {
+          if (testing::Test::HasFatalFailure()) return;
+          const Buffers init = make(w, h, edge, seed);
+          for (auto flush : {GuardedBuffer::kFlushEnd, GuardedBuffer::kFlushStart}) {
+            if (flush == GuardedBuffer::kFlushStart && !underRun) break;
+            std::vector<Uc*> p;
+            for (const Bytes& b : init) {
+              // On odd seeds a buffer of an even byte count ends one byte short
+              // of its guard, so that it starts at an odd address.
+              const bool odd = flush == GuardedBuffer::kFlushEnd && (seed & 1) && b.size() % 2 == 0;
+              p.push_back(Place(p.size(), b.size(), odd, flush));
+              oddAddresses += reinterpret_cast<uintptr_t>(p.back()) & 1;
+            }
+            auto once = [&](Fn fn) {
+              for (size_t i = 0; i < init.size(); ++i) {
+                if (!init[i].empty()) std::memcpy(p[i], init[i].data(), init[i].size());
+              }
+              Buffers out(init.size() + 1);
+              if constexpr (std::is_void_v<decltype(run(fn, p.data(), w, h, edge, seed))>) {
+                run(fn, p.data(), w, h, edge, seed);
+              } else {
+                out.back().push_back(static_cast<uint8_t>(run(fn, p.data(), w, h, edge, seed)));
+              }
+              for (size_t i = 0; i < init.size(); ++i) out[i].assign(p[i], p[i] + init[i].size());
+              return out;
+            };
+            const Buffers want = once(reference), got = once(twin);
+            ASSERT_TRUE(want == got) << w << " x " << h << " edge " << edge << " seed " << seed
+                                     << (flush == GuardedBuffer::kFlushStart ? " flush start" : "")
+                                     << ": " << FirstDifference(want, got);
           }
-          Buffers out(init.size() + 1);
-          if constexpr (std::is_void_v<decltype(run(fn, p.data(), w, h, edge, seed))>) {
-            run(fn, p.data(), w, h, edge, seed);
-          } else {
-            out.back().push_back(static_cast<uint8_t>(run(fn, p.data(), w, h, edge, seed)));
-          }
-          for (size_t i = 0; i < init.size(); ++i) out[i].assign(p[i], p[i] + init[i].size());
-          return out;
-        };
-        const Buffers want = once(reference), got = once(twin);
-        ASSERT_TRUE(want == got) << w << " x " << h << " edge " << edge << " seed " << seed
-                                 << (flush == GuardedBuffer::kFlushStart ? " flush start" : "")
-                                 << ": " << FirstDifference(want, got);
-      }
-    });
+        });
     EXPECT_GT(oddAddresses, 0);
   });
 }
@@ -163,7 +163,8 @@ TEST(KernelVariants, FuzzyFilter) {
       VdFuzzyFilterKernels, &FuzzyFilterKernels::guided, 400, 24, true,
       [](int w, int h, int, uint32_t seed) {
         Buffers b = TestBuffers(3, static_cast<size_t>(w) * h, seed);
-        for (size_t i = 0; i < b[0].size(); ++i) b[0][i] = static_cast<uint8_t>(b[1][i] + i % 5 - 2);
+        for (size_t i = 0; i < b[0].size(); ++i)
+          b[0][i] = static_cast<uint8_t>(b[1][i] + i % 5 - 2);
         if (seed & 1) b[0].clear();
         return b;
       },
@@ -221,19 +222,27 @@ TEST(KernelVariants, MotionMask) {
   const auto& table = VdMotionMaskKernels;
   ExpectSlotMatchesScalar(
       table, &MotionMaskKernels::sad_pairs, 1920, 12, false,
-      [](int w, int h, int, uint32_t seed) { return MotionPlanes(3, PairWalkBytes(w, h, 16), seed); },
+      [](int w, int h, int, uint32_t seed) {
+        return MotionPlanes(3, PairWalkBytes(w, h, 16), seed);
+      },
       [](auto fn, Uc* const* p, int w, int h, int, uint32_t) { fn(p[0], p[1], p[2], w, h); });
   // In place (the output over the first plane) on some seeds.
   ExpectSlotMatchesScalar(
       table, &MotionMaskKernels::sad_threshold, 1920, 12, false,
-      [](int w, int h, int, uint32_t seed) { return MotionPlanes(3, PairWalkBytes(w, h, 32), seed); },
+      [](int w, int h, int, uint32_t seed) {
+        return MotionPlanes(3, PairWalkBytes(w, h, 32), seed);
+      },
       [](auto fn, Uc* const* p, int w, int h, int, uint32_t seed) {
         fn(p[0], p[1], seed & 8 ? p[0] : p[2], w, h, Threshold(seed));
       });
   ExpectSlotMatchesScalar(
       table, &MotionMaskKernels::diff_abs, 1920, 12, false,
-      [](int w, int h, int, uint32_t seed) { return MotionPlanes(4, PairWalkBytes(w, h, 16), seed); },
-      [](auto fn, Uc* const* p, int w, int h, int, uint32_t) { fn(p[0], p[1], p[2], p[3], w, h, 0); });
+      [](int w, int h, int, uint32_t seed) {
+        return MotionPlanes(4, PairWalkBytes(w, h, 16), seed);
+      },
+      [](auto fn, Uc* const* p, int w, int h, int, uint32_t) {
+        fn(p[0], p[1], p[2], p[3], w, h, 0);
+      });
   ExpectSlotMatchesScalar(
       table, &MotionMaskKernels::threshold255, 1920, 12, false,
       [](int w, int h, int, uint32_t seed) {
@@ -252,10 +261,13 @@ TEST(KernelVariants, TemporalFilter) {
         VdTemporalFilterKernels, slot, 1920, 12, false,
         [](int w, int h, int, uint32_t seed) {
           Buffers b = TestBuffers(4, static_cast<size_t>(w / 16 * 16) * h, seed);
-          for (size_t i = 0; i < b[2].size(); i += 2) b[2][i] = static_cast<uint8_t>(126 + b[2][i] % 4);
+          for (size_t i = 0; i < b[2].size(); i += 2)
+            b[2][i] = static_cast<uint8_t>(126 + b[2][i] % 4);
           return b;
         },
-        [](auto fn, Uc* const* p, int w, int h, int, uint32_t) { fn(p[0], p[1], p[2], p[3], w, h); });
+        [](auto fn, Uc* const* p, int w, int h, int, uint32_t) {
+          fn(p[0], p[1], p[2], p[3], w, h);
+        });
   }
 }
 
@@ -316,7 +328,8 @@ TEST(KernelVariants, ConvertChromaMovers) {
       [](int w, int h, int, uint32_t seed) {
         const size_t padded = (static_cast<size_t>(w) * h + 7) / 8 * 8;
         if (seed % 2) return TestBuffers(1, 3 + 2 * padded, seed);  // vu, then u and v from 3
-        return Buffers{TestBytes(padded, seed), TestBytes(padded, seed + 1), Bytes(2 * padded, 0x5A)};
+        return Buffers{TestBytes(padded, seed), TestBytes(padded, seed + 1),
+                       Bytes(2 * padded, 0x5A)};
       },
       [](auto fn, Uc* const* p, int w, int h, int, uint32_t seed) {
         const int count = w * h, padded = (count + 7) / 8 * 8;
@@ -398,7 +411,9 @@ TEST(KernelVariants, MaskMorphology) {
           }
           return b;
         },
-        [](auto fn, Uc* const* p, int w, int h, int edge, uint32_t) { return fn(p[0], p[1], w, h, edge); });
+        [](auto fn, Uc* const* p, int w, int h, int edge, uint32_t) {
+          return fn(p[0], p[1], w, h, edge);
+        });
   }
 }
 

@@ -36,13 +36,6 @@ using Bytes = std::vector<uint8_t>;
 using Buffers = std::vector<Bytes>;
 using Uc = unsigned char;
 
-// Random sizes: fewer under emulation, where every byte costs far more.
-#if defined(VD_TEST_EMULATED)
-constexpr int kRandomSizes = 60;
-#else
-constexpr int kRandomSizes = 300;
-#endif
-
 // n bytes of one of three kinds by seed: full range; low contrast around a
 // random level (small neighbour differences put every range weight and
 // rounding case in play); only values near 0 and 255 (saturating sums).
@@ -98,39 +91,38 @@ void ExpectSlotMatchesScalar(const Table& (*table)(int), Fn Table::*slot, int ma
   vdtest::ForEachTwin(table, slot, [&](const char* level, Fn reference, Fn twin) {
     SCOPED_TRACE(level);
     int oddAddresses = 0;
-    vdtest::ForEachAwkwardSize(
-        maxWidth, maxRows, kRandomSizes, [&](int w, int h, int edge, uint32_t seed) {
-          if (testing::Test::HasFatalFailure()) return;
-          const Buffers init = make(w, h, edge, seed);
-          for (auto flush : {GuardedBuffer::kFlushEnd, GuardedBuffer::kFlushStart}) {
-            if (flush == GuardedBuffer::kFlushStart && !underRun) break;
-            std::vector<Uc*> p;
-            for (const Bytes& b : init) {
-              // On odd seeds a buffer of an even byte count ends one byte short
-              // of its guard, so that it starts at an odd address.
-              const bool odd = flush == GuardedBuffer::kFlushEnd && (seed & 1) && b.size() % 2 == 0;
-              p.push_back(Place(p.size(), b.size(), odd, flush));
-              oddAddresses += reinterpret_cast<uintptr_t>(p.back()) & 1;
-            }
-            auto once = [&](Fn fn) {
-              for (size_t i = 0; i < init.size(); ++i) {
-                if (!init[i].empty()) std::memcpy(p[i], init[i].data(), init[i].size());
-              }
-              Buffers out(init.size() + 1);
-              if constexpr (std::is_void_v<decltype(run(fn, p.data(), w, h, edge, seed))>) {
-                run(fn, p.data(), w, h, edge, seed);
-              } else {
-                out.back().push_back(static_cast<uint8_t>(run(fn, p.data(), w, h, edge, seed)));
-              }
-              for (size_t i = 0; i < init.size(); ++i) out[i].assign(p[i], p[i] + init[i].size());
-              return out;
-            };
-            const Buffers want = once(reference), got = once(twin);
-            ASSERT_TRUE(want == got) << w << " x " << h << " edge " << edge << " seed " << seed
-                                     << (flush == GuardedBuffer::kFlushStart ? " flush start" : "")
-                                     << ": " << FirstDifference(want, got);
+    vdtest::ForEachAwkwardSize(maxWidth, maxRows, [&](int w, int h, int edge, uint32_t seed) {
+      if (testing::Test::HasFatalFailure()) return;
+      const Buffers init = make(w, h, edge, seed);
+      for (auto flush : {GuardedBuffer::kFlushEnd, GuardedBuffer::kFlushStart}) {
+        if (flush == GuardedBuffer::kFlushStart && !underRun) break;
+        std::vector<Uc*> p;
+        for (const Bytes& b : init) {
+          // On odd seeds a buffer of an even byte count ends one byte short
+          // of its guard, so that it starts at an odd address.
+          const bool odd = flush == GuardedBuffer::kFlushEnd && (seed & 1) && b.size() % 2 == 0;
+          p.push_back(Place(p.size(), b.size(), odd, flush));
+          oddAddresses += reinterpret_cast<uintptr_t>(p.back()) & 1;
+        }
+        auto once = [&](Fn fn) {
+          for (size_t i = 0; i < init.size(); ++i) {
+            if (!init[i].empty()) std::memcpy(p[i], init[i].data(), init[i].size());
           }
-        });
+          Buffers out(init.size() + 1);
+          if constexpr (std::is_void_v<decltype(run(fn, p.data(), w, h, edge, seed))>) {
+            run(fn, p.data(), w, h, edge, seed);
+          } else {
+            out.back().push_back(static_cast<uint8_t>(run(fn, p.data(), w, h, edge, seed)));
+          }
+          for (size_t i = 0; i < init.size(); ++i) out[i].assign(p[i], p[i] + init[i].size());
+          return out;
+        };
+        const Buffers want = once(reference), got = once(twin);
+        ASSERT_TRUE(want == got) << w << " x " << h << " edge " << edge << " seed " << seed
+                                 << (flush == GuardedBuffer::kFlushStart ? " flush start" : "")
+                                 << ": " << FirstDifference(want, got);
+      }
+    });
     EXPECT_GT(oddAddresses, 0);
   });
 }
@@ -301,7 +293,7 @@ TEST(KernelVariants, Resample) {
         fn(p[0], h, w, w + static_cast<int>(seed % 7), p[1]);
       });
   ExpectSlotMatchesScalar(
-      table, &ResampleKernels::up8, 200, 16, true,
+      table, &ResampleKernels::up8, 300, 20, true,
       [](int w, int h, int, uint32_t seed) {
         Buffers b = TestBuffers(1, static_cast<size_t>(w) * h, seed);
         b.emplace_back(64 * b[0].size(), 0x5A);
@@ -309,7 +301,7 @@ TEST(KernelVariants, Resample) {
       },
       [](auto fn, Uc* const* p, int w, int h, int, uint32_t) { fn(p[0], h, w, 0, p[1]); });
   ExpectSlotMatchesScalar(
-      table, &ResampleKernels::up4, 500, 20, true,
+      table, &ResampleKernels::up4, 1000, 30, true,
       [](int w, int h, int, uint32_t seed) {
         Buffers b = TestBuffers(1, static_cast<size_t>(w) * h, seed);
         b.emplace_back(16 * b[0].size(), 0x5A);

@@ -77,11 +77,11 @@ void ForEachTwin(const Table& (*table)(int), Fn Table::*slot, Check check) {
 }
 
 // The sizes a variant test runs a kernel at: every width 1 .. 140 with every
-// row count 1 .. 9, then randomSizes (300) pseudo-random sizes up to
-// maxWidth x maxRows. Calls check(width, rows, edge, seed) with an edge code
-// 0 .. 3 and a seed that differs per call.
+// row count 1 .. 9, then 300 pseudo-random sizes up to maxWidth x maxRows.
+// Calls check(width, rows, edge, seed) with an edge code 0 .. 3 and a seed
+// that differs per call.
 template <typename Check>
-void ForEachAwkwardSize(int maxWidth, int maxRows, int randomSizes, Check check) {
+void ForEachAwkwardSize(int maxWidth, int maxRows, Check check) {
   uint32_t seed = 1;
   for (int width = 1; width <= 140; ++width) {
     for (int rows = 1; rows <= 9; ++rows) {
@@ -89,16 +89,12 @@ void ForEachAwkwardSize(int maxWidth, int maxRows, int randomSizes, Check check)
     }
   }
   uint32_t x = 777;
-  for (int i = 0; i < randomSizes; ++i) {
+  for (int i = 0; i < 300; ++i) {
     x = x * 1103515245u + 12345u;
     check(1 + static_cast<int>((x >> 8) % static_cast<uint32_t>(maxWidth)),
           1 + static_cast<int>((x >> 20) % static_cast<uint32_t>(maxRows)),
           static_cast<int>(x >> 30), x);
   }
-}
-template <typename Check>
-void ForEachAwkwardSize(int maxWidth, int maxRows, Check check) {
-  ForEachAwkwardSize(maxWidth, maxRows, 300, check);
 }
 
 // Sets the process SIMD level while alive, then restores the automatic

@@ -181,26 +181,17 @@ TEST(Bilateral, OnlyTheCrossFilterAllocatesItsSpatialTable) {
   EXPECT_EQ(Plane(input.size(), 0), work);
 }
 
-TEST(Bilateral, EveryFilterStaysInsideThePlanesAtAnySize) {
+// The 7 x 7 and 9 x 9 kernels' footprints are checked in
+// kernel_variants_test.cpp.
+TEST(Bilateral, CrossFilterStaysInsideThePlanesAtAnySize) {
   for (int h = 1; h <= 11; ++h) {
-    for (int w = 1; w <= 26; ++w) {
+    for (int w = 1; w <= 13; ++w) {
       const size_t n = (size_t)w * h;
       vdtest::GuardedBuffer image(n), work(n), guide(n);
       vdtest::FillRandom(image.data(), n, w * 31 + h);
       vdtest::FillRandom(guide.data(), n, w * 17 + h);
-      if (w <= 13) {
-        CrossBilateralFilter(image.data(), h, w, 1 + (w + h) % 4, 20, work.data(), guide.data());
-      }
-      for (Kernel k : kKernels) k(image.data(), work.data(), w, h, 2, 7);
+      CrossBilateralFilter(image.data(), h, w, 1 + (w + h) % 4, 20, work.data(), guide.data());
     }
-  }
-  // A page-sized plane also starts right after a guard page.
-  vdtest::GuardedBuffer src(4096), dst(4096);
-  vdtest::FillRandom(src.data(), 4096, 5);
-  for (Kernel k : kKernels) {
-    k(src.data(), dst.data(), 64, 64, 3, 7);
-    k(src.data(), dst.data(), 4096, 1, 3, 7);
-    k(src.data(), dst.data(), 1, 4096, 3, 7);
   }
 }
 

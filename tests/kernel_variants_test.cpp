@@ -15,8 +15,10 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
+#include "base/vd_cpu.h"
 #include "image/convert_internal.h"
 #include "image/resample_internal.h"
 #include "morphology/mask_morphology_internal.h"
@@ -81,50 +83,57 @@ Uc* Place(size_t index, size_t n, size_t slack, GuardedBuffer::Flush flush) {
   return flush == GuardedBuffer::kFlushStart ? g.data() : g.data() + g.size() - slack - n;
 }
 
-// Runs the `slot` of a family's table at every vector level this machine runs
-// against the slot's scalar entry. make(width, rows, edge, seed) gives the
-// initial buffers; run(fn, p, width, rows, edge, seed) calls fn on their
-// guarded copies p. A run that returns a value must return the same.
+// Runs the `slot` of a family's table: at every size the scalar entry on the
+// guarded buffers (so its footprint is checked even where no level has a
+// twin), then the twin of every vector level this machine runs, which must
+// leave the same bytes. make(width, rows, edge, seed) gives the initial
+// buffers; run(fn, p, width, rows, edge, seed) calls fn on their guarded
+// copies p. A run that returns a value must return the same.
 template <typename Table, typename Fn, typename Make, typename Run>
 void ExpectSlotMatchesScalar(const Table& (*table)(int), Fn Table::*slot, int maxWidth, int maxRows,
                              bool underRun, Make make, Run run) {
-  vdtest::ForEachTwin(table, slot, [&](const char* level, Fn reference, Fn twin) {
-    SCOPED_TRACE(level);
-    int oddAddresses = 0;
-    vdtest::ForEachAwkwardSize(maxWidth, maxRows, [&](int w, int h, int edge, uint32_t seed) {
-      if (testing::Test::HasFatalFailure()) return;
-      const Buffers init = make(w, h, edge, seed);
-      for (auto flush : {GuardedBuffer::kFlushEnd, GuardedBuffer::kFlushStart}) {
-        if (flush == GuardedBuffer::kFlushStart && !underRun) break;
-        std::vector<Uc*> p;
-        for (const Bytes& b : init) {
-          // On odd seeds a buffer of an even byte count ends one byte short
-          // of its guard, so that it starts at an odd address.
-          const bool odd = flush == GuardedBuffer::kFlushEnd && (seed & 1) && b.size() % 2 == 0;
-          p.push_back(Place(p.size(), b.size(), odd, flush));
-          oddAddresses += reinterpret_cast<uintptr_t>(p.back()) & 1;
+  std::vector<std::pair<const char*, Fn>> twins;
+  vdtest::ForEachTwin(table, slot, [&](const char* level, Fn, Fn twin) {
+    twins.push_back({level, twin});
+  });
+  int oddAddresses = 0;
+  vdtest::ForEachAwkwardSize(maxWidth, maxRows, [&](int w, int h, int edge, uint32_t seed) {
+    if (testing::Test::HasFatalFailure()) return;
+    const Buffers init = make(w, h, edge, seed);
+    for (auto flush : {GuardedBuffer::kFlushEnd, GuardedBuffer::kFlushStart}) {
+      if (flush == GuardedBuffer::kFlushStart && !underRun) break;
+      std::vector<Uc*> p;
+      for (const Bytes& b : init) {
+        // On odd seeds a buffer of an even byte count ends one byte short of
+        // its guard, so that it starts at an odd address.
+        const bool odd = flush == GuardedBuffer::kFlushEnd && (seed & 1) && b.size() % 2 == 0;
+        p.push_back(Place(p.size(), b.size(), odd, flush));
+        oddAddresses += reinterpret_cast<uintptr_t>(p.back()) & 1;
+      }
+      auto once = [&](Fn fn) {
+        for (size_t i = 0; i < init.size(); ++i) {
+          if (!init[i].empty()) std::memcpy(p[i], init[i].data(), init[i].size());
         }
-        auto once = [&](Fn fn) {
-          for (size_t i = 0; i < init.size(); ++i) {
-            if (!init[i].empty()) std::memcpy(p[i], init[i].data(), init[i].size());
-          }
-          Buffers out(init.size() + 1);
-          if constexpr (std::is_void_v<decltype(run(fn, p.data(), w, h, edge, seed))>) {
-            run(fn, p.data(), w, h, edge, seed);
-          } else {
-            out.back().push_back(static_cast<uint8_t>(run(fn, p.data(), w, h, edge, seed)));
-          }
-          for (size_t i = 0; i < init.size(); ++i) out[i].assign(p[i], p[i] + init[i].size());
-          return out;
-        };
-        const Buffers want = once(reference), got = once(twin);
-        ASSERT_TRUE(want == got) << w << " x " << h << " edge " << edge << " seed " << seed
+        Buffers out(init.size() + 1);
+        if constexpr (std::is_void_v<decltype(run(fn, p.data(), w, h, edge, seed))>) {
+          run(fn, p.data(), w, h, edge, seed);
+        } else {
+          out.back().push_back(static_cast<uint8_t>(run(fn, p.data(), w, h, edge, seed)));
+        }
+        for (size_t i = 0; i < init.size(); ++i) out[i].assign(p[i], p[i] + init[i].size());
+        return out;
+      };
+      const Buffers want = once(table(kVdSimdScalar).*slot);
+      for (const auto& [level, twin] : twins) {
+        const Buffers got = once(twin);
+        ASSERT_TRUE(want == got) << level << " " << w << " x " << h << " edge " << edge << " seed "
+                                 << seed
                                  << (flush == GuardedBuffer::kFlushStart ? " flush start" : "")
                                  << ": " << FirstDifference(want, got);
       }
-    });
-    EXPECT_GT(oddAddresses, 0);
+    }
   });
+  EXPECT_GT(oddAddresses, 0);
 }
 
 // ---- spatial ---------------------------------------------------------------

@@ -1,12 +1,13 @@
-// Every kernel family's variant table, slot by slot: the twin each vector
-// level this machine runs holds in a slot against the slot's scalar entry, on
-// random data at every width 1 .. 140 with every row count 1 .. 9 and at
-// random large sizes (vdtest::ForEachAwkwardSize). Each buffer holds exactly
-// the bytes the kernel's header says it touches and ends flush against a
-// guard page (on odd seeds, one byte short of it where that makes its start
-// odd); for the kernels that read around a pixel a second run puts the
-// buffers' starts flush against their guards. Every slot is checked to have
-// run on odd addresses. All buffers, inputs included, must come out equal.
+// Every kernel family's variant table, slot by slot: the twin that each
+// vector level this machine runs holds in a slot against the slot's scalar
+// entry, on random data at every width 1 .. 140 with every row count 1 .. 9
+// and at random large sizes (vdtest::ForEachAwkwardSize). Each buffer holds
+// exactly the bytes the kernel's header says it touches and ends flush
+// against a guard page (on odd seeds one byte short of it where that makes
+// its start odd); for the kernels that read around a pixel a second run puts
+// the buffers' starts flush against their guards. The scalar entry runs on
+// the same buffers, so its footprint is checked on every machine. All
+// buffers, inputs included, must come out equal.
 #include <gtest/gtest.h>
 
 #include <algorithm>

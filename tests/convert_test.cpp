@@ -1,5 +1,6 @@
-// NV21 <-> I420 conversion: whole frames, stripes, block stepping and the
-// agreement of the scalar and vector chroma movers.
+// NV21 <-> I420 conversion: whole frames, stripes and the block stepping of
+// every level's chroma movers. The vector movers are compared with the
+// scalar ones in kernel_variants_test.cpp.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -159,7 +160,7 @@ TEST(ConvertStripe, PartialLastBlockWritesToTheBlockEnd) {
 }
 
 // ---------------------------------------------------------------------------
-// Kernel-level block stepping, scalar reference and its vector twins.
+// Kernel-level block stepping at every level.
 
 using MergeFn = void (*)(const uint8_t*, const uint8_t*, uint8_t*, int);
 using SplitFn = void (*)(const uint8_t*, uint8_t*, uint8_t*, int);
@@ -219,44 +220,6 @@ TEST(ConvertKernels, WholeBlockStepping) {
     EXPECT_EQ(vu[14], vp[7]);
     for (int i = 8; i < 16; ++i) EXPECT_EQ(vu[2 * i], vp[i]) << i;
     EXPECT_EQ(kCanary, vp[16]);
-  }
-}
-
-// Every twin against the scalar reference: counts from 1 to well past the
-// widest step (odd byte counts too), separate buffers (the wide path), and
-// the U and V planes overlapping each other or the input (the block-by-block
-// path).
-TEST(ConvertKernels, TwinsAgreeWithScalarAtManyCounts) {
-  const std::vector<Movers> movers = AllMovers();
-  uint32_t seed = 3000;
-  for (size_t m = 1; m < movers.size(); ++m) {
-    SCOPED_TRACE(movers[m].name);
-    for (int count = 1; count <= 1200; count += (count < 300 ? 1 : 37)) {
-      const int padded = (count + 7) / 8 * 8, bytes = 2 * count - (count & 1);
-      const int blocks = (bytes + 15) / 16;
-      const Bytes u = RandomBytes(padded, ++seed), v = RandomBytes(padded, ++seed);
-      const Bytes vu = RandomBytes(16 * blocks, ++seed);
-      Bytes a(2 * padded + 8, kCanary), b = a;
-      MergeVUPlane_C(u.data(), v.data(), a.data(), count);
-      movers[m].merge(u.data(), v.data(), b.data(), count);
-      ASSERT_EQ(a, b) << "merge " << count;
-      // Separate planes, then V starting inside the U range.
-      for (int gap : {8 * blocks + 8, count}) {
-        Bytes pa(gap + 8 * blocks + 64, kCanary), pb = pa;
-        SplitVUPlane_C(vu.data(), pa.data(), pa.data() + gap, bytes);
-        movers[m].split(vu.data(), pb.data(), pb.data() + gap, bytes);
-        ASSERT_EQ(pa, pb) << "split " << bytes << " gap " << gap;
-      }
-      // The output starting inside the input.
-      Bytes ia = RandomBytes(4 * padded + 64, ++seed), ib = ia;
-      SplitVUPlane_C(ia.data(), ia.data() + 5, ia.data() + 5 + 8 * blocks, bytes);
-      movers[m].split(ib.data(), ib.data() + 5, ib.data() + 5 + 8 * blocks, bytes);
-      ASSERT_EQ(ia, ib) << "split in place " << count;
-      ib = ia = RandomBytes(4 * padded + 64, ++seed);
-      MergeVUPlane_C(ia.data() + 3, ia.data() + 3 + padded, ia.data(), count);
-      movers[m].merge(ib.data() + 3, ib.data() + 3 + padded, ib.data(), count);
-      ASSERT_EQ(ia, ib) << "merge in place " << count;
-    }
   }
 }
 

@@ -16,7 +16,6 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -35,28 +34,8 @@ struct Options {
   long frames = 10000;
   long every = 500;
   long cycle = 250;
-  uint32_t seed = 1;
+  long seed = 1;
 };
-
-bool ParseOptions(int argc, char** argv, Options* o) {
-  for (int i = 1; i < argc; ++i) {
-    const char* a = argv[i];
-    const bool has_value = i + 1 < argc;
-    if (std::strcmp(a, "--frames") == 0 && has_value) {
-      o->frames = std::atol(argv[++i]);
-    } else if (std::strcmp(a, "--every") == 0 && has_value) {
-      o->every = std::atol(argv[++i]);
-    } else if (std::strcmp(a, "--cycle") == 0 && has_value) {
-      o->cycle = std::atol(argv[++i]);
-    } else if (std::strcmp(a, "--seed") == 0 && has_value) {
-      o->seed = static_cast<uint32_t>(std::atol(argv[++i]));
-    } else {
-      return false;
-    }
-  }
-  return o->frames > 0 && o->every > 0 && o->cycle > 0 &&
-         o->every % o->cycle == 0;
-}
 
 void Quiet(void*, int, const char*) {}
 
@@ -84,15 +63,20 @@ vd_frame Describe(unsigned char* p, int w, int h, int k) {
 
 int main(int argc, char** argv) {
   Options opt;
-  if (!ParseOptions(argc, argv, &opt)) {
-    std::fprintf(stderr,
-                 "usage: %s [--frames N] [--every N] [--cycle N] [--seed N]\n",
-                 argv[0]);
+  if (!vdsoak::ParseOptions(argc, argv,
+                            {{"--frames", &opt.frames, nullptr},
+                             {"--every", &opt.every, nullptr},
+                             {"--cycle", &opt.cycle, nullptr},
+                             {"--seed", &opt.seed, nullptr}},
+                            [&] {
+                              return opt.frames > 0 && opt.every > 0 && opt.cycle > 0 &&
+                                     opt.every % opt.cycle == 0;
+                            })) {
     return 2;
   }
   const size_t maxBytes = Bytes(kMaxWidth, kMaxHeight);
   std::vector<uint8_t> block(2 * maxBytes);
-  uint32_t state = opt.seed * 2654435761u + 1;
+  uint32_t state = static_cast<uint32_t>(opt.seed) * 2654435761u + 1;
   for (size_t i = 0; i < block.size(); ++i) {
     const int base = 60 + static_cast<int>((i / 7) % 120);
     block[i] = static_cast<uint8_t>(base + static_cast<int>(Next(&state) % 17) - 8);

@@ -1,11 +1,11 @@
 // The fuzzy filters: table blend, the 3x3 range-weighted means (borders, the
-// seed-64 columns, concrete values, vector == scalar) and the small tables.
+// seed-64 columns, concrete values) and the small tables. The vector twins
+// are compared in kernel_variants_test.cpp.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <vector>
 
-#include "base/vd_cpu.h"
 #include "spatial/fuzzy_filter.h"
 #include "spatial/fuzzy_filter_internal.h"
 #include "tests/test_util.h"
@@ -233,128 +233,6 @@ TEST(FuzzyFilterTest, BorderCopiesTwoBytesAtEachEnd) {
   }
   // Otherwise column 1 ends up filtered: 107 -> 105.
   EXPECT_EQ(105, Filter(Checkerboard(12, 3, 107, 100), 0, true).at(1, 1));
-}
-
-// ---- vector twins against the scalar references ----------------------------
-
-using UVFn = void (*)(const unsigned char*, unsigned char*, int, int, int);
-
-void ExportedUV(const unsigned char* src, unsigned char* dst, int w, int h, int iEdge) {
-  FuzzyFilter_UV(const_cast<unsigned char*>(src), dst, w, h, iEdge);
-}
-
-using GuidedFn = void (*)(const unsigned char*, const unsigned char*, unsigned char*, int, int,
-                         int, int);
-
-void ExportedGuided(const unsigned char* guide, const unsigned char* src, unsigned char* dst,
-                    int w, int h, int iEdge, int guideSel) {
-  FuzzyFilter(const_cast<unsigned char*>(guide), const_cast<unsigned char*>(src), nullptr,
-              nullptr, dst, w, h, iEdge, guideSel, 0);
-}
-
-// The exported function, then the twins of the family's table in `slot` at
-// every vector level this machine runs.
-template <typename Fn>
-std::vector<std::pair<const char*, Fn>> Twins(Fn FuzzyFilterKernels::*slot, Fn exported) {
-  std::vector<std::pair<const char*, Fn>> twins = {{"exported", exported}};
-  vdtest::ForEachTwin(VdFuzzyFilterKernels, slot,
-                      [&](const char* level, Fn, Fn twin) { twins.push_back({level, twin}); });
-  return twins;
-}
-
-// Every twin and the exported luma filter on guarded buffers (any access
-// outside the plane faults), compared with the scalar references.
-void ExpectTwinsMatch(int width, int height, int iEdge, uint32_t seed) {
-  SCOPED_TRACE(testing::Message() << width << "x" << height << " edge " << iEdge << " seed "
-                                  << seed);
-  const size_t n = static_cast<size_t>(width) * height;
-  GuardedBuffer src(n), guide(n), dst(n);
-  FillTestPlane(src.data(), n, seed);
-  const Bytes before = RandomBytes(n, seed + 1);
-  Bytes want = before;
-  FuzzyFilter_UV_C(src.data(), want.data(), width, height, iEdge);
-  for (const auto& twin : Twins(&FuzzyFilterKernels::chroma, UVFn{ExportedUV})) {
-    if (width < 3) break;  // the chroma filter needs an inner column
-    memcpy(dst.data(), before.data(), n);
-    twin.second(src.data(), dst.data(), width, height, iEdge);
-    ASSERT_EQ(want, Bytes(dst.data(), dst.data() + n)) << twin.first;
-  }
-  // The guide stays close to the source so that its centre matters.
-  for (size_t i = 0; i < n; ++i) {
-    guide.data()[i] = static_cast<uint8_t>(src.data()[i] + (i % 5) - 2);
-  }
-  const int guideSel = seed & 1;
-  uint8_t* g = guideSel ? nullptr : guide.data();
-  want = before;
-  FuzzyFilter_C(g, src.data(), want.data(), width, height, iEdge, guideSel);
-  for (const auto& twin : Twins(&FuzzyFilterKernels::guided, GuidedFn{ExportedGuided})) {
-    memcpy(dst.data(), before.data(), n);
-    twin.second(g, src.data(), dst.data(), width, height, iEdge, guideSel);
-    ASSERT_EQ(want, Bytes(dst.data(), dst.data() + n)) << twin.first << " guideSel " << guideSel;
-  }
-}
-
-TEST(FuzzyTwinsTest, MatchScalarAtManySizes) {
-  uint32_t seed = 100;
-  for (int width = 1; width <= 300; ++width) {
-    ExpectTwinsMatch(width, 1 + width % 6, width & 3, seed++);
-    for (int height : {2, 3, 7}) {
-      if (width <= 49 || width % 120 == 0) ExpectTwinsMatch(width, height, height & 3, seed++);
-    }
-  }
-  const Bytes dims = RandomBytes(200, 77);
-  for (size_t i = 0; i < dims.size(); i += 2) {
-    ExpectTwinsMatch(1 + dims[i] % 250, 1 + dims[i + 1] % 9, dims[i] & 3, seed++);
-  }
-  // The frame path's chroma work planes.
-  ExpectTwinsMatch(240, 94, 1, 1);
-  ExpectTwinsMatch(120, 47, 1, 2);
-  ExpectTwinsMatch(240, 92, 1, 3);
-}
-
-using BlendFn = int (*)(const unsigned char*, const unsigned char*, const unsigned char*,
-                        unsigned char*, int, int, int);
-
-// The table blend over every level, all difference columns and both
-// directions, at counts around the 16- and 32-pixel steps, in place too, and
-// a whole 1080p stripe.
-TEST(FuzzyTwinsTest, BlendTwinsMatchScalar) {
-  std::vector<std::pair<const char*, BlendFn>> twins;
-  vdtest::ForEachTwin(VdFuzzyFilterKernels, &FuzzyFilterKernels::blend,
-                      [&](const char* level, BlendFn, BlendFn twin) {
-                        twins.push_back({level, twin});
-                      });
-  for (const auto& twin : twins) {
-    SCOPED_TRACE(twin.first);
-    uint32_t seed = 900;
-    // Counts 1..400, then a whole 1080p stripe.
-    for (int count = 1; count <= 1920 * 360; count += (count < 100 ? 1 : 13)) {
-      if (count > 400) count = 1920 * 360;
-      const int level = count & 3;
-      Bytes cur = RandomBytes(count, seed++), diff = RandomBytes(count, seed++),
-            sign = RandomBytes(count, seed++);
-      for (int i = 0; i < count; ++i) {
-        diff[i] %= 33;
-        sign[i] &= 1;
-      }
-      // The corners of the table: values 0 and 255, columns 0 and 32.
-      if (count > 4) {
-        cur[0] = 255, diff[0] = 32, sign[0] = 1;
-        cur[1] = 0, diff[1] = 0, sign[1] = 0;
-      }
-      GuardedBuffer gc(count), gd(count), gs(count);
-      memcpy(gc.data(), cur.data(), count);
-      memcpy(gd.data(), diff.data(), count);
-      memcpy(gs.data(), sign.data(), count);
-      Bytes a = RandomBytes(count, seed++), b = a;
-      EXPECT_EQ(0, FuzzyFilter_2_C(cur.data(), diff.data(), sign.data(), a.data(), count, 1,
-                                   level));
-      EXPECT_EQ(0, twin.second(gc.data(), gd.data(), gs.data(), b.data(), 1, count, level));
-      ASSERT_EQ(a, b) << count << " level " << level;
-      twin.second(cur.data(), diff.data(), sign.data(), cur.data(), count, 1, level);
-      for (int i = 0; i < count - count % 4; ++i) ASSERT_EQ(a[i], cur[i]) << count;
-    }
-  }
 }
 
 // ---- small tables ----------------------------------------------------------

@@ -1,13 +1,12 @@
 // Mask morphology: the discrete-point rule, erosion and dilation values, the
 // border rule per edge type, the row / column stepping at awkward widths
-// (including the defined overruns), the row-exact and stripe forms, and the
-// vector twins against the scalar references.
+// (including the defined overruns), and the row-exact and stripe forms. The
+// vector twins are compared in kernel_variants_test.cpp.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <initializer_list>
 #include <set>
 #include <utility>
@@ -302,86 +301,6 @@ TEST(Dilate9x9, TenRowsComputeRowsFourToNineFromSourceRowsZeroToThirteen) {
           }
           ASSERT_EQ(dst.data()[row * w + col], expected) << row << "," << col;
         }
-      }
-    }
-  }
-}
-
-// --- Vector twins against the scalar references -----------------------------
-
-struct Twin {
-  const char* name;
-  ExportedFn exported;
-  ReferenceFn reference;
-  MaskMorphologyFn MaskMorphologyKernels::*slot;  // the family's table
-  int k;
-};
-
-const Twin kTwins[] = {
-    {"DeleteDiscretePoints", DiscretePoints, DeleteDiscretePoints_C,
-     &MaskMorphologyKernels::delete_points, 1},
-    {"Erose5x5", Erose5x5, Erose5x5_C, &MaskMorphologyKernels::erode5x5, 2},
-    {"Dilate9x9", Dilate9x9, Dilate9x9_C, &MaskMorphologyKernels::dilate9x9, 4},
-    {"Dilate15x15", Dilate15x15, Dilate15x15_C, &MaskMorphologyKernels::dilate15x15, 7},
-};
-
-// The twins of a kernel at every vector level this machine runs.
-std::vector<std::pair<const char*, ReferenceFn>> VectorTwins(const Twin& t) {
-  std::vector<std::pair<const char*, ReferenceFn>> twins;
-  vdtest::ForEachTwin(VdMaskMorphologyKernels, t.slot,
-                      [&](const char* level, ReferenceFn, ReferenceFn twin) {
-                        twins.push_back({level, twin});
-                      });
-  return twins;
-}
-
-TEST(MaskKernels, VectorTwinsMatchScalarReferences) {
-  uint32_t seed = 1;
-  for (const Twin& t : kTwins) {
-    for (int iter = 0; iter < 400; ++iter, ++seed) {
-      const Bytes dims = vdtest::RandomBytes(4, seed);
-      const int width = 2 * t.k + 1 + dims[0] % 110;
-      const int rows = 1 + dims[1] % 30;
-      const int edge = dims[2] % 4;
-      // Room for the row walk's drift and the reads past the last row.
-      const size_t n = static_cast<size_t>(rows + 2 * t.k + 4) * width +
-                       32 * static_cast<size_t>(rows) + 128;
-      Bytes src = vdtest::RandomBytes(n, seed * 31 + 7);
-      if (dims[3] & 1) {
-        for (uint8_t& b : src) b = b < (dims[3] >> 1) ? 255 : 0;
-      }
-      SCOPED_TRACE(testing::Message() << t.name << " width " << width << " rows " << rows
-                                      << " edge " << edge);
-      const Bytes expected = RunKernel(t.reference, src, width, rows, edge);
-      ASSERT_EQ(RunKernel(t.exported, src, width, rows, edge), expected);
-      for (const auto& twin : VectorTwins(t)) {
-        ASSERT_EQ(RunKernel(twin.second, src, width, rows, edge), expected) << twin.first;
-      }
-    }
-  }
-}
-
-TEST(MaskKernels, VectorTwinsStayInsideTheScalarReads) {
-  // Exact widths and row counts whose walk reaches the last byte the window
-  // may read, on a source that ends right there: any read past what the
-  // scalar window reads faults.
-  for (const Twin& t : kTwins) {
-    for (int width : {2 * t.k + 32, 2 * t.k + 64, 64, 96}) {
-      const int rows = 18, readRows = t.k == 4 ? rows + 4 : rows;
-      SCOPED_TRACE(testing::Message() << t.name << " width " << width);
-      vdtest::GuardedBuffer src(static_cast<size_t>(readRows) * width);
-      vdtest::FillRandom(src.data(), src.size(), width);
-      vdtest::GuardedBuffer dst(static_cast<size_t>(rows) * width);
-      auto run = [&](const std::function<void()>& call) {
-        std::memset(dst.data(), 0, dst.size());
-        call();
-        return Bytes(dst.data(), dst.data() + dst.size());
-      };
-      const Bytes expected = run([&] { t.reference(src.data(), dst.data(), width, rows, 1); });
-      EXPECT_EQ(run([&] { t.exported(src.data(), dst.data(), width, rows, 1); }), expected);
-      for (const auto& twin : VectorTwins(t)) {
-        EXPECT_EQ(run([&] { twin.second(src.data(), dst.data(), width, rows, 1); }), expected)
-            << twin.first;
       }
     }
   }

@@ -1,7 +1,7 @@
 // Motion-mask kernels: per-pixel rules with concrete numbers, the row-pair and
 // packed-pitch stepping at awkward widths, the image wrappers, the adaptive
-// threshold, motion history, and every vector twin against the scalar
-// reference over random sizes inside guard pages.
+// threshold and motion history. The vector twins are compared in
+// kernel_variants_test.cpp.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "base/vd_alloc.h"
-#include "base/vd_cpu.h"
 #include "temporal/motion_mask.h"
 #include "temporal/motion_mask_internal.h"
 #include "tests/test_util.h"
@@ -422,112 +421,6 @@ TEST(MotionHistory, DetectionBitsAndCounter) {
   EXPECT_EQ(counter(small, keep, 10, 0, 0),
             "\tMotionCounter: iCurMotionSum = 0,iMotionThreshold = 0\n");
   EXPECT_EQ(keep, Bytes(8, 1));
-}
-
-// ---------------------------------------------------------------------------
-// Every vector twin (and the exported kernel) equals the scalar reference over
-// random sizes, at thresholds on both ends, with unaligned inputs and planes
-// that end at a guard page; the threshold kernel also in place.
-
-// The planes of one call; each kernel signature takes what it needs.
-struct Planes {
-  uint8_t *a, *b, *o1, *o2;
-  int w, h;
-  uint8_t t;
-};
-using Uc = unsigned char;
-void Call(void (*f)(Uc*, Uc*, Uc*, int, int), const Planes& p) { f(p.a, p.b, p.o1, p.w, p.h); }
-void Call(void (*f)(Uc*, Uc*, Uc*, int, int, Uc), const Planes& p) {
-  f(p.a, p.b, p.o1, p.w, p.h, p.t);
-}
-void Call(void (*f)(Uc*, Uc*, Uc*, Uc*, int, int, int), const Planes& p) {
-  f(p.a, p.b, p.o1, p.o2, p.w, p.h, 0);
-}
-void Call(void (*f)(Uc*, Uc*, Uc*, int, int, Uc, Uc), const Planes& p) {
-  f(nullptr, p.a, p.o1, p.w, p.h, p.t, 9);
-}
-using Kernel = std::function<void(const Planes&)>;
-template <typename F>
-Kernel K(F f) {
-  return [f](const Planes& p) { Call(f, p); };
-}
-
-struct Family {
-  const char* name;
-  bool threshold;  // sweep thresholds
-  bool inPlace;    // also run with the output over the first plane
-  Kernel reference;
-  std::vector<std::pair<const char*, Kernel>> twins;
-};
-
-std::vector<Family> Families() {
-  std::vector<Family> f = {
-      {"CalSADImage", false, false, K(CalSADImagePairs_C), {{"exported", K(CalSADImage_neon)}}},
-      {"CalSAD_threshhold", true, true, K(CalSAD_threshhold_C),
-       {{"exported", K(CalSAD_threshhold_neon)}}},
-      {"CalDiffAbs", false, false, K(CalDiffAbs_C), {{"exported", K(CalDiffAbs_neon)}}},
-      {"ThresholdImage2", true, false, K(ThresholdImage255_C),
-       {{"exported", K(ThresholdImage2_neon)}}}};
-  // Then the family's table at every vector level this machine runs.
-  auto add = [&](Family& family, auto slot) {
-    vdtest::ForEachTwin(VdMotionMaskKernels, slot, [&](const char* level, auto, auto twin) {
-      family.twins.push_back({level, K(twin)});
-    });
-  };
-  add(f[0], &MotionMaskKernels::sad_pairs);
-  add(f[1], &MotionMaskKernels::sad_threshold);
-  add(f[2], &MotionMaskKernels::diff_abs);
-  add(f[3], &MotionMaskKernels::threshold255);
-  return f;
-}
-
-TEST(MotionMaskVectorTwins, EqualScalarReferenceInsideGuardPages) {
-  std::vector<std::pair<int, int>> sizes = {{1, 1},  {15, 2}, {16, 1}, {16, 2}, {17, 3},
-                                            {31, 2}, {32, 2}, {33, 3}, {40, 4}, {47, 5},
-                                            {63, 6}, {64, 7}, {96, 2}, {1920, 4}};
-  uint32_t x = 12345;
-  for (int i = 0; i < 100; ++i) {
-    x = x * 1664525u + 1013904223u;
-    sizes.push_back({1 + static_cast<int>((x >> 8) % 300), 1 + static_cast<int>((x >> 20) % 11)});
-  }
-  const std::vector<Family> families = Families();
-  uint32_t seed = 1;
-  for (auto [w, h] : sizes) {
-    const size_t n = static_cast<size_t>(w) * h;
-    SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
-    // Inputs one and two bytes off alignment, every plane flush with a guard.
-    vdtest::GuardedBuffer ga(n + 1), gb(n + 2), o1(n), o2(n);
-    uint8_t* a = ga.data() + 1;
-    uint8_t* b = gb.data() + 2;
-    vdtest::FillRandom(a, n, seed++);
-    vdtest::FillRandom(b, n, seed++);
-    for (size_t i = 0; i < n; i += 2) b[i] = static_cast<uint8_t>(a[i] + b[i] % 41 - 20);
-    const Bytes init = vdtest::RandomBytes(n, seed++);
-    for (const Family& f : families) {
-      SCOPED_TRACE(f.name);
-      const std::vector<uint8_t> thresholds =
-          f.threshold ? std::vector<uint8_t>{0, 4, uint8_t(seed % 20), 254, 255}
-                      : std::vector<uint8_t>{0};
-      for (uint8_t t : thresholds) {
-        auto run = [&](const Kernel& k, bool inPlace) {
-          std::memcpy(o1.data(), inPlace ? a : init.data(), n);
-          std::memcpy(o2.data(), init.data(), n);
-          k(Planes{inPlace ? o1.data() : a, b, o1.data(), o2.data(), w, h, t});
-          Bytes r(o1.data(), o1.data() + n);
-          r.insert(r.end(), o2.data(), o2.data() + n);
-          return r;
-        };
-        for (bool inPlace : {false, true}) {
-          if (inPlace && !f.inPlace) continue;
-          const Bytes expected = run(f.reference, inPlace);
-          for (const auto& twin : f.twins) {
-            ASSERT_EQ(run(twin.second, inPlace), expected)
-                << twin.first << " threshold " << int(t) << (inPlace ? " in place" : "");
-          }
-        }
-      }
-    }
-  }
 }
 
 }  // namespace

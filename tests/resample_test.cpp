@@ -1,15 +1,13 @@
 // Resampling: general resizers, the fixed-ratio down- and upscalers with
-// their border rules, memory bounds at small sizes, and the agreement of the
-// scalar references with their vector twins.
+// their border rules and memory bounds at small sizes. The vector twins are
+// compared in kernel_variants_test.cpp.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
 #include <vector>
 
-#include "base/vd_cpu.h"
 #include "image/resample.h"
-#include "image/resample_internal.h"
 #include "tests/test_util.h"
 
 namespace {
@@ -282,117 +280,6 @@ TEST(ResampleBounds, UpscalersAtSmallSizes) {
         if (scale == 2) UpScale(src.data(), h, w, 2 * w, dst);
         ASSERT_EQ(Plane(64, kCanary), Bytes(guarded, 64)) << w << "x" << h;
         ASSERT_EQ(Plane(out, 201), Plane(dst, dst + out)) << w << "x" << h;
-      }
-    }
-  }
-}
-
-// ---------------------------------------------------------------------------
-// The exported functions and the vector twins against the scalar references:
-// every width up to 150 at several heights (0 and odd ones included),
-// random sizes (the x86 ones up to and past the chroma work planes), the
-// 1080p chroma work planes and alternating 0 / 255 extremes (the largest
-// neighbour differences, the worst case for the 16-bit running sums). The
-// source holds exactly the bytes read and the output exactly the bytes
-// written, each ending flush against a guard page.
-
-struct Twins {
-  const char* name;
-  int (*down4)(const uint8_t*, int, int, uint8_t*);
-  void (*down2)(const uint8_t*, int, int, int, uint8_t*);
-  void (*up8)(const uint8_t*, int, int, int, uint8_t*);
-  void (*up4)(const uint8_t*, int, int, uint8_t*);
-};
-
-uint8_t* Mut(const uint8_t* p) { return const_cast<uint8_t*>(p); }
-
-// The exported functions, then the family's table at every vector level this
-// machine runs.
-std::vector<Twins> AllTwins() {
-  std::vector<Twins> twins = {
-      {"exported",
-       [](const uint8_t* s, int h, int w, uint8_t* d) { return DownScaleNewX16(Mut(s), h, w, d); },
-       [](const uint8_t* s, int h, int w, int st, uint8_t* d) { DownScale(Mut(s), h, w, st, d); },
-       [](const uint8_t* s, int h, int w, int, uint8_t* d) { UpScaleX64(Mut(s), h, w, 7, d); },
-       [](const uint8_t* s, int h, int w, uint8_t* d) { UpScaleNewX16(Mut(s), h, w, d); }}};
-  for (int level : vdtest::VectorLevels()) {
-    const ResampleKernels& k = VdResampleKernels(level);
-    twins.push_back({vdtest::LevelName(level), k.down4, k.down2, k.up8, k.up4});
-  }
-  return twins;
-}
-
-// Runs fn on the reference's output a and the guarded output b, both starting
-// as canaries, and compares them; s is a guarded copy of the first `in`
-// bytes of src.
-template <typename Fn>
-void ExpectSame(const char* what, int w, int h, const Plane& src, size_t in, size_t out, Fn fn) {
-  GuardedCopy s(Plane(src.begin(), src.begin() + in));
-  GuardedBuffer b(out);
-  Plane a(out, kCanary);
-  std::memset(b.data(), kCanary, out);
-  fn(s.data(), a.data(), b.data());
-  ASSERT_EQ(a, Bytes(b, out)) << what << " " << w << "x" << h;
-}
-
-void ExpectTwinsAgree(const Twins& t, int w, int h, int stride, const Plane& src) {
-  const size_t in = static_cast<size_t>(w) * h;
-  ExpectSame("DownScaleNewX16", w, h, src, in, static_cast<size_t>(h / 4) * (w / 4),
-             [&](const uint8_t* s, uint8_t* a, uint8_t* b) {
-               ASSERT_EQ(DownScaleNewX16_C(s, h, w, a), t.down4(s, h, w, b));
-             });
-  if (h >= 2) {  // rows stride apart; the last row read ends at w
-    const int pairs = h / 2;
-    ExpectSame("DownScale", w, h, src, static_cast<size_t>(2 * pairs - 1) * stride + w,
-               static_cast<size_t>(pairs - 1) * (stride / 2) + w / 2,
-               [&](const uint8_t* s, uint8_t* a, uint8_t* b) {
-                 DownScale_C(s, h, w, stride, a);
-                 t.down2(s, h, w, stride, b);
-               });
-  }
-  if (h < 1) return;
-  if (h <= 40) {
-    ExpectSame("UpScaleX64", w, h, src, in, 64 * in, [&](const uint8_t* s, uint8_t* a, uint8_t* b) {
-      UpScaleX64_C(s, h, w, 0, a);
-      t.up8(s, h, w, 0, b);
-    });
-  }
-  ExpectSame("UpScaleNewX16", w, h, src, in, 16 * in,
-             [&](const uint8_t* s, uint8_t* a, uint8_t* b) {
-               UpScaleNewX16_C(s, h, w, a);
-               t.up4(s, h, w, b);
-             });
-}
-
-TEST(ResampleTwins, AgreeWithScalar) {
-#if defined(VD_X86_SIMD)
-  const int randomWidth = 1000, randomHeight = 30;
-#else
-  const int randomWidth = 140, randomHeight = 18;
-#endif
-  for (const Twins& t : AllTwins()) {
-    SCOPED_TRACE(t.name);
-    for (int w = 1; w <= 150; ++w) {
-      for (int h : {w % 10, 1 + (w * 7) % 9}) {
-        ExpectTwinsAgree(t, w, h, w + w % 3, TestPlane(static_cast<size_t>(w + 2) * (h + 1), w));
-      }
-    }
-    const Plane dims = RandomBytes(4 * 150, 0x2468ace1u);
-    for (size_t i = 0; i < dims.size(); i += 4) {
-      const int w = 1 + (dims[i] * 256 + dims[i + 1]) % randomWidth, h = dims[i + 2] % randomHeight;
-      const int stride = w + dims[i + 3] % 9;
-      ExpectTwinsAgree(t, w, h, stride, TestPlane(static_cast<size_t>(stride) * (h + 1), i));
-    }
-    // Chroma work planes of a 1080p stripe: 960 wide at full scale, 240 and
-    // 120 at the small scales.
-    ExpectTwinsAgree(t, 960, 96, 960, TestPlane(960 * 97, 5));
-    ExpectTwinsAgree(t, 240, 24, 240, TestPlane(240 * 25, 6));
-    ExpectTwinsAgree(t, 120, 23, 120, TestPlane(120 * 24, 7));
-    for (int w : {2, 8, 9, 17, 33, 48, 65, 120, 240}) {
-      for (int h : {2, 4, 7}) {
-        Plane src(static_cast<size_t>(w) * h);
-        for (size_t i = 0; i < src.size(); ++i) src[i] = ((i % w + i / w) & 1) ? 255 : 0;
-        ExpectTwinsAgree(t, w, h, w, src);
       }
     }
   }

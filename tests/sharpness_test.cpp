@@ -1,12 +1,11 @@
 // Sharpness filter: concrete values, floor rounding, clamping, the row-pair
-// rule, borders, and the vector twin against the scalar reference.
+// rule and borders. The vector twin is compared in kernel_variants_test.cpp.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <vector>
 
-#include "base/vd_cpu.h"
 #include "spatial/sharpness.h"
 #include "spatial/sharpness_internal.h"
 #include "tests/test_util.h"
@@ -132,51 +131,6 @@ TEST(SharpnessTest, EdgeRows) {
   EXPECT_EQ(Sharpen(one, width, 1, 1), one);
   const Plane two = vdtest::RandomBytes(2 * width, 7);
   EXPECT_EQ(Sharpen(two, width, 2, 1), two);
-}
-
-using SharpenFn = void (*)(const unsigned char*, unsigned char*, int, int, int);
-
-void ExpectTwinsEqual(SharpenFn ref, SharpenFn twin, int width, int height, int iEdge,
-                      uint32_t seed) {
-  const size_t n = static_cast<size_t>(width) * height;
-  vdtest::GuardedBuffer src(n);
-  vdtest::FillRandom(src.data(), n, seed);
-  if (seed % 3 == 0) {  // low contrast: results stay off the clamps
-    for (size_t i = 0; i < n; ++i) src.data()[i] = 120 + (src.data()[i] & 7);
-  }
-  Plane a(n, kCanary), b(n, kCanary);
-  ref(src.data(), a.data(), width, height, iEdge);
-  twin(src.data(), b.data(), width, height, iEdge);
-  ASSERT_EQ(a, b) << "width " << width << " height " << height << " iEdge "
-                  << iEdge << " seed " << seed;
-}
-
-// The family's table at every vector level this machine runs: every small
-// size, random wider ones and frame widths.
-TEST(SharpnessTwinTest, MatchesScalarAtManySizes) {
-  vdtest::ForEachTwin(VdSharpnessKernels, &SharpnessKernels::sharpen,
-                      [](const char* level, SharpenFn ref, SharpenFn twin) {
-    SCOPED_TRACE(level);
-    vdtest::ForEachAwkwardSize(260, 14, [&](int w, int h, int edge, uint32_t seed) {
-      ExpectTwinsEqual(ref, twin, w, h, edge, seed);
-    });
-    for (int width = 96; width <= 1920; width += 16) {
-      ExpectTwinsEqual(ref, twin, width, 5 + (width & 16) / 16, width & 3, width);
-    }
-  });
-}
-
-// The exported function gives the reference's bytes at every level.
-TEST(SharpnessTwinTest, ExportedFunctionMatchesTheReference) {
-  const int width = 50, height = 7;
-  const Plane src = vdtest::RandomBytes(width * height, 9);
-  Plane expect(src.size(), kCanary);
-  VideoDenoiseSharpness_C(src.data(), expect.data(), width, height, 1);
-  for (int level = 0; level < kVdSimdLevelCount; ++level) {
-    vdtest::SimdLevelScope scope(level);
-    if (!scope.ok()) continue;
-    EXPECT_EQ(Sharpen(src, width, height, 1), expect) << level;
-  }
 }
 
 }  // namespace

@@ -16,8 +16,6 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <vector>
 
 #include "api/video_denoise.h"
@@ -34,28 +32,9 @@ const int kMaxHeight = 1080;
 struct Options {
   long frames = 10000;
   long every = 500;
-  uint32_t seed = 1;
+  long seed = 1;
   bool fixed = false;
 };
-
-bool ParseOptions(int argc, char** argv, Options* o) {
-  for (int i = 1; i < argc; ++i) {
-    const char* a = argv[i];
-    const bool has_value = i + 1 < argc;
-    if (std::strcmp(a, "--frames") == 0 && has_value) {
-      o->frames = std::atol(argv[++i]);
-    } else if (std::strcmp(a, "--every") == 0 && has_value) {
-      o->every = std::atol(argv[++i]);
-    } else if (std::strcmp(a, "--seed") == 0 && has_value) {
-      o->seed = static_cast<uint32_t>(std::atol(argv[++i]));
-    } else if (std::strcmp(a, "--fixed") == 0) {
-      o->fixed = true;
-    } else {
-      return false;
-    }
-  }
-  return o->frames > 0 && o->every > 0;
-}
 
 void QuietSink(int, const char*, const char*) {}
 
@@ -63,10 +42,12 @@ void QuietSink(int, const char*, const char*) {}
 
 int main(int argc, char** argv) {
   Options opt;
-  if (!ParseOptions(argc, argv, &opt)) {
-    std::fprintf(stderr,
-                 "usage: %s [--frames N] [--every N] [--seed N] [--fixed]\n",
-                 argv[0]);
+  if (!vdsoak::ParseOptions(argc, argv,
+                            {{"--frames", &opt.frames, nullptr},
+                             {"--every", &opt.every, nullptr},
+                             {"--seed", &opt.seed, nullptr},
+                             {"--fixed", nullptr, &opt.fixed}},
+                            [&] { return opt.frames > 0 && opt.every > 0; })) {
     return 2;
   }
   // Every frame logs a trace line; keep the output to the figures.
@@ -76,7 +57,7 @@ int main(int argc, char** argv) {
   // Source frames are windows into a larger noisy block, at a different
   // (also odd) offset every frame, so the content changes without a fill.
   std::vector<uint8_t> block(2 * max_frame);
-  uint32_t state = opt.seed * 2654435761u + 1;
+  uint32_t state = static_cast<uint32_t>(opt.seed) * 2654435761u + 1;
   for (size_t i = 0; i < block.size(); ++i) {
     const int base = 60 + static_cast<int>((i / 7) % 120);
     block[i] = static_cast<uint8_t>(base + static_cast<int>(Next(&state) % 17) - 8);

@@ -6,6 +6,9 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
 
 namespace vdsoak {
 
@@ -28,6 +31,43 @@ inline long ResidentKb() {
   std::fclose(f);
   if (got != 2) return -1;
   return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+// A command-line option: "--name N" into *number, or the flag "--name" into
+// *flag when number is null.
+struct Option {
+  const char* name;
+  long* number;
+  bool* flag;
+};
+
+// Reads argv into the options. An unknown option, a missing value, or
+// valid() false afterwards prints the usage line (every option, in order)
+// and returns false.
+template <typename Valid>
+bool ParseOptions(int argc, char** argv, std::initializer_list<Option> options,
+                  Valid valid) {
+  bool ok = true;
+  for (int i = 1; i < argc && ok; ++i) {
+    ok = false;
+    for (const Option& o : options) {
+      if (std::strcmp(argv[i], o.name) != 0) continue;
+      if (!o.number) {
+        *o.flag = ok = true;
+      } else if (i + 1 < argc) {
+        *o.number = std::atol(argv[++i]);
+        ok = true;
+      }
+      break;
+    }
+  }
+  if (ok && valid()) return true;
+  std::fprintf(stderr, "usage: %s", argv[0]);
+  for (const Option& o : options) {
+    std::fprintf(stderr, o.number ? " [%s N]" : " [%s]", o.name);
+  }
+  std::fprintf(stderr, "\n");
+  return false;
 }
 
 }  // namespace vdsoak

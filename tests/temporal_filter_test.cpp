@@ -1,19 +1,14 @@
 // Temporal filters: blend weights and rounding with concrete numbers, the
 // mask split at 128, the packed 16-pixel row stepping, chroma handling, the
-// history-driven multi-frame blend, the strength table, and every vector twin
-// against the scalar reference.
+// history-driven multi-frame blend and the strength table. The vector twins
+// are compared in kernel_variants_test.cpp.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
-#include <functional>
-#include <string>
-#include <utility>
 #include <vector>
 
-#include "base/vd_cpu.h"
 #include "temporal/temporal_filter.h"
-#include "temporal/temporal_filter_internal.h"
 #include "tests/test_util.h"
 
 namespace {
@@ -261,87 +256,6 @@ TEST(FilterStrength, StoredTableInitVideoNRAndStaleColumns) {
   EXPECT_EQ(t[2][2], 0.125);
   EXPECT_EQ(t[2][3], 0.125);
   ExpectTableShape(t, 1e-12, true);
-}
-
-// ---------------------------------------------------------------------------
-// Every twin (the exported kernels included) equals the scalar reference over
-// random sizes, with unaligned planes that end at a guard page and masks that
-// straddle 128, and over every source / reference pair.
-
-using Kernel = std::function<void(uint8_t*, uint8_t*, uint8_t*, uint8_t*, int, int)>;
-
-void ExportedLuma(uint8_t* s, uint8_t* r, uint8_t* m, uint8_t* o, int w, int h) {
-  sYuvImage_t src{}, ref{}, mask{}, out{};
-  src.pY = s;
-  ref.pY = r;
-  mask.pY = m;
-  out.pY = o;
-  TemporalFilter(&src, &ref, &mask, &out, w, h, 1, 0);
-}
-
-TEST(TemporalVectorTwins, EqualScalarReference) {
-  struct Family {
-    const char* name;
-    Kernel reference;
-    std::vector<std::pair<const char*, Kernel>> twins;
-  };
-  std::vector<Family> families = {
-      {"TemporalFilterS", TemporalFilterS_C, {{"exported", TemporalFilterS}}},
-      {"TemporalFilter luma", TemporalFilterLuma_C, {{"exported", ExportedLuma}}}};
-  // Then the family's table at every vector level this machine runs.
-  auto add = [](Family& family, TemporalBlendFn TemporalFilterKernels::*slot) {
-    vdtest::ForEachTwin(VdTemporalFilterKernels, slot,
-                        [&](const char* level, TemporalBlendFn, TemporalBlendFn twin) {
-                          family.twins.push_back({level, twin});
-                        });
-  };
-  add(families[0], &TemporalFilterKernels::still);
-  add(families[1], &TemporalFilterKernels::luma);
-  std::vector<std::pair<int, int>> sizes = {{1, 1},  {15, 3}, {16, 1}, {17, 2}, {20, 3},
-                                            {31, 4}, {32, 2}, {33, 5}, {48, 3}, {1920, 2}};
-  uint32_t x = 777;
-  for (int i = 0; i < 100; ++i) {
-    x = x * 1664525u + 1013904223u;
-    sizes.push_back({1 + static_cast<int>((x >> 8) % 300), 1 + static_cast<int>((x >> 20) % 9)});
-  }
-  uint32_t seed = 900;
-  for (auto [w, h] : sizes) {
-    SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
-    const size_t n = static_cast<size_t>(w) * h;
-    vdtest::GuardedBuffer gs(n + 1), gr(n + 2), gm(n), go(n);
-    uint8_t *src = gs.data() + 1, *ref = gr.data() + 2, *mask = gm.data();
-    vdtest::FillRandom(src, n, seed++);
-    vdtest::FillRandom(ref, n, seed++);
-    vdtest::FillRandom(mask, n, seed++);
-    for (size_t i = 0; i < n; i += 2) mask[i] = static_cast<uint8_t>(126 + mask[i] % 4);
-    const Bytes init = vdtest::RandomBytes(n, seed++);
-    for (const Family& f : families) {
-      std::memcpy(go.data(), init.data(), n);
-      f.reference(src, ref, mask, go.data(), w, h);
-      const Bytes expected(go.data(), go.data() + n);
-      for (const auto& twin : f.twins) {
-        std::memcpy(go.data(), init.data(), n);
-        twin.second(src, ref, mask, go.data(), w, h);
-        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), go.data()))
-            << f.name << " " << twin.first;
-      }
-    }
-  }
-  // Every source / reference pair, still (every mask below 128) and moving.
-  const int n = 65536 * 2;
-  Bytes src(n), ref(n), mask(n), a(n), b(n);
-  for (int i = 0; i < n; ++i) {
-    src[i] = static_cast<uint8_t>(i);
-    ref[i] = static_cast<uint8_t>(i >> 8);
-    mask[i] = static_cast<uint8_t>(i < 65536 ? i % 128 : 128 + i % 128);
-  }
-  for (const Family& f : families) {
-    f.reference(src.data(), ref.data(), mask.data(), a.data(), 256, 512);
-    for (const auto& twin : f.twins) {
-      twin.second(src.data(), ref.data(), mask.data(), b.data(), 256, 512);
-      EXPECT_EQ(a, b) << f.name << " " << twin.first;
-    }
-  }
 }
 
 }  // namespace

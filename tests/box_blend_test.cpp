@@ -1,5 +1,5 @@
-// The one-pass box filter and blend against the three stages it replaces,
-// and its vector twins against the scalar reference.
+// The one-pass box filter and blend against the three stages it replaces
+// (its vector twins: kernel_variants_test).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -47,44 +47,6 @@ TEST(BoxBlend, EqualsBoxFilterDifferenceAndTableBlend) {
                   prev.data(), w, h, level);
     EXPECT_TRUE(want == OnePass(VdBoxBlendRow_C, src, prev, w, h, level))
         << "level " << level;
-  }
-}
-
-void CheckTwin(const char* name, VdBoxBlendRowFn reference,
-               VdBoxBlendRowFn twin);
-
-TEST(BoxBlend, VectorTwinsEqualTheReference) {
-  InitNRPixelTable(17);
-  vdtest::ForEachTwin(VdBoxBlendKernels, &BoxBlendKernels::row,
-                      [](const char* level, VdBoxBlendRowFn reference,
-                         VdBoxBlendRowFn twin) {
-                        CheckTwin(level, reference, twin);
-                      });
-}
-
-void CheckTwin(const char* name, VdBoxBlendRowFn reference,
-               VdBoxBlendRowFn twin) {
-  std::vector<int> widths;
-  for (int w = 1; w <= 140; ++w) widths.push_back(w);
-  for (int w : {1920, 1921, 3840}) widths.push_back(w);
-  for (int w : widths) {
-    for (int level = 0; level < 4; ++level) {
-      // Three rows of source, one of prev; buffers exactly the row, ending
-      // on a guard page, pointers at odd offsets.
-      vdtest::GuardedBuffer a(w), r(w), b(w), p(w), out(w), ref(w);
-      vdtest::FillRandom(a.data(), w, w * 7 + level);
-      vdtest::FillRandom(r.data(), w, w * 11 + level);
-      vdtest::FillRandom(b.data(), w, w * 13 + level);
-      vdtest::FillRandom(p.data(), w, w * 17 + level);
-      reference(a.data(), r.data(), b.data(), p.data(), ref.data(), w, level);
-      twin(a.data(), r.data(), b.data(), p.data(), out.data(), w, level);
-      ASSERT_EQ(0, memcmp(ref.data(), out.data(), w))
-          << name << ", width " << w << " level " << level;
-      // The result may replace the previous output in place.
-      twin(a.data(), r.data(), b.data(), p.data(), p.data(), w, level);
-      ASSERT_EQ(0, memcmp(ref.data(), p.data(), w))
-          << name << ", in place, width " << w;
-    }
   }
 }
 

@@ -24,6 +24,9 @@
 #include "image/resample_internal.h"
 #include "morphology/mask_morphology_internal.h"
 #include "spatial/bilateral_internal.h"
+#include "spatial/box_blend.h"
+#include "spatial/box_filter_internal.h"
+#include "spatial/fuzzy_filter.h"
 #include "spatial/fuzzy_filter_internal.h"
 #include "spatial/sharpness_internal.h"
 #include "temporal/motion_mask_internal.h"
@@ -138,6 +141,49 @@ void ExpectSlotMatchesScalar(const Table& (*table)(int), Fn Table::*slot, int ma
 }
 
 // ---- spatial ---------------------------------------------------------------
+
+TEST(KernelVariants, BoxFilter) {
+  // Strided: the source rows 0 .. 34 bytes apart beyond the width, the
+  // destination's 0 .. 10 (the gaps must come out as they went in).
+  const auto strides = [](int w, uint32_t seed) {
+    return std::make_pair(ptrdiff_t{w} + seed % 5 * 7, ptrdiff_t{w} + seed % 3 * 5);
+  };
+  for (auto slot : {&BoxFilterKernels::box3x3, &BoxFilterKernels::box5x5,
+                    &BoxFilterKernels::box7x7, &BoxFilterKernels::box11x11}) {
+    ExpectSlotMatchesScalar(
+        VdBoxFilterKernels, slot, 2000, 14, true,
+        [&](int w, int h, int, uint32_t seed) {
+          const auto [ss, ds] = strides(w, seed);
+          Buffers b = TestBuffers(2, 0, seed);
+          b[0] = TestBytes(static_cast<size_t>((h - 1) * ss + w), seed);
+          b[1] = TestBytes(static_cast<size_t>((h - 1) * ds + w), seed + 1);
+          return b;
+        },
+        [&](auto fn, Uc* const* p, int w, int h, int edge, uint32_t seed) {
+          const auto [ss, ds] = strides(w, seed);
+          return fn(p[0], ss, p[1], ds, w, h, edge);
+        });
+  }
+}
+
+TEST(KernelVariants, BoxBlend) {
+  // One row: the three source rows around it, the previous output and the
+  // result (in place over the previous output on some seeds); the level is
+  // the edge argument's 0 .. 3.
+  InitNRPixelTable(17);
+  ExpectSlotMatchesScalar(
+      VdBoxBlendKernels, &BoxBlendKernels::row, 4000, 1, true,
+      [](int w, int, int, uint32_t seed) {
+        Buffers b = TestBuffers(5, static_cast<size_t>(w), seed);
+        // Small differences too, where the blend does most.
+        for (size_t i = 0; i < b[3].size(); i += 2)
+          b[3][i] = static_cast<uint8_t>(b[1][i] + i % 7);
+        return b;
+      },
+      [](auto fn, Uc* const* p, int w, int, int level, uint32_t seed) {
+        fn(p[0], p[1], p[2], p[3], seed & 4 ? p[3] : p[4], w, level);
+      });
+}
 
 TEST(KernelVariants, FuzzyFilter) {
   // The table blend: whole groups of four of the width x rows samples;

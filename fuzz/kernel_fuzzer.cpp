@@ -35,6 +35,7 @@
 #include "temporal/temporal_filter.h"
 #include "temporal/temporal_filter_internal.h"
 #include "api/video_denoise.h"
+#include "tests/mask_stepping_model.h"
 #include "tests/test_util.h"
 
 // fuzz/c_calls.c: the enumeration arguments as a C client passes them.
@@ -393,16 +394,17 @@ void FuzzMorphology(FuzzInput& in) {
   Fill(in, src);
   Outputs out(sizes.dst, flush);
   switch (which) {
+    // The walked kernels against the straight-line model of their stepping.
     case 0:
-      DeleteDiscretePoints_C(src.data(), out.a.data(), width, rows, edge);
+      vdtest::MaskSteppingModel(src.data(), out.a.data(), width, rows, edge, 1);
       DeleteDiscretePoints(src.data(), out.b.data(), width, rows, edge, 0, 4);
       break;
     case 1:
-      Erose5x5_C(src.data(), out.a.data(), width, rows, edge);
+      vdtest::MaskSteppingModel(src.data(), out.a.data(), width, rows, edge, 2);
       Erose5x5(src.data(), out.b.data(), width, rows, edge);
       break;
     case 2:
-      Dilate9x9_C(src.data(), out.a.data(), width, rows, edge);
+      vdtest::MaskSteppingModel(src.data(), out.a.data(), width, rows, edge, 4);
       Dilate9x9(src.data(), out.b.data(), width, rows, edge);
       break;
     case 3:

@@ -28,71 +28,39 @@ void VdCopyMaskBorders(const uint8_t* src, uint8_t* dst, int width, int rows,
   }
 }
 
-int DeleteDiscretePoints_C(const uint8_t* src, uint8_t* dst, int width,
-                           int rows, int edgeType) {
-  VdCopyMaskBorders(src, dst, width, rows, edgeType, 1);
-  // Interior rows go in pairs. Each row covers VdMaskRowSpan(width, 1) bytes
-  // from column 1, and the next pair starts span + width + 2 bytes after the
-  // current one: two rows down when the span ends at column width - 2,
-  // drifting sideways otherwise. An odd last interior row is done alone.
-  const ptrdiff_t w = width;
-  const int span = VdMaskRowSpan(width, 1);
-  const int interior = rows - 2;
-  ptrdiff_t pos = w + 1;
-  for (int pair = 0; pair < (interior >> 1); ++pair) {
-    for (int i = 0; i < span; ++i) {
-      dst[pos + i] = VdDiscretePointPixel(src + pos + i, w);
-      dst[pos + w + i] = VdDiscretePointPixel(src + pos + w + i, w);
-    }
-    pos += span + w + 2;
-  }
-  if (interior > 0 && (interior & 1)) {
-    for (int i = 0; i < span; ++i) {
-      dst[pos + i] = VdDiscretePointPixel(src + pos + i, w);
-    }
-  }
-  return 1;
-}
-
 namespace {
 
-// The row-pair walk of the 5x5 erosion and the 9x9 dilation: (rows - 4) / 2
-// pairs starting at row k, each row covering VdMaskRowSpan(width, k) bytes
-// from column k; the next pair starts span + width + 2k bytes further on.
-template <uint8_t (*Window)(const uint8_t*, ptrdiff_t, int)>
-void MaskRowPairs(const uint8_t* src, uint8_t* dst, int width, int rows,
-                  int k) {
+// The rule of a span kernel at each byte of its spans.
+template <typename Pixel>
+void ComputeSpans(const uint8_t* src, uint8_t* dst, int width, int span,
+                  int rows, Pixel pixel) {
   const ptrdiff_t w = width;
-  const int span = VdMaskRowSpan(width, k);
-  ptrdiff_t pos = k * w + k;
-  for (int pair = 0; pair < ((rows - 4) >> 1); ++pair) {
-    for (int i = 0; i < span; ++i) {
-      dst[pos + i] = Window(src + pos + i, w, k);
-      dst[pos + w + i] = Window(src + pos + w + i, w, k);
-    }
-    pos += span + w + 2 * k;
+  for (ptrdiff_t r = 0; r < rows; ++r) {
+    for (ptrdiff_t i = r * w; i < r * w + span; ++i) dst[i] = pixel(src + i);
   }
 }
 
 }  // namespace
 
-// An odd last interior row is left unwritten.
-int Erose5x5_C(const uint8_t* src, uint8_t* dst, int width, int rows,
-               int edgeType) {
-  VdCopyMaskBorders(src, dst, width, rows, edgeType, 2);
-  MaskRowPairs<VdAndWindow>(src, dst, width, rows, 2);
-  return 1;
+void DiscretePointSpans_C(const uint8_t* src, uint8_t* dst, int width,
+                          int span, int rows) {
+  const ptrdiff_t w = width;
+  ComputeSpans(src, dst, width, span, rows,
+               [w](const uint8_t* s) { return VdDiscretePointPixel(s, w); });
 }
 
-// The pair count is (rows - 4) / 2 although the footprint reaches four rows
-// each way: starting at row 4 the pairs run to the last given row,
-// overwriting the copied bottom border and reading four source rows past the
-// end.
-int Dilate9x9_C(const uint8_t* src, uint8_t* dst, int width, int rows,
-                int edgeType) {
-  VdCopyMaskBorders(src, dst, width, rows, edgeType, 4);
-  MaskRowPairs<VdOrWindow>(src, dst, width, rows, 4);
-  return 1;
+void AndWindow5x5Spans_C(const uint8_t* src, uint8_t* dst, int width,
+                         int span, int rows) {
+  const ptrdiff_t w = width;
+  ComputeSpans(src, dst, width, span, rows,
+               [w](const uint8_t* s) { return VdAndWindow(s, w, 2); });
+}
+
+void OrWindow9x9Spans_C(const uint8_t* src, uint8_t* dst, int width, int span,
+                        int rows) {
+  const ptrdiff_t w = width;
+  ComputeSpans(src, dst, width, span, rows,
+               [w](const uint8_t* s) { return VdOrWindow(s, w, 4); });
 }
 
 int Dilate15x15_C(const uint8_t* src, uint8_t* dst, int width, int rows,
@@ -113,15 +81,15 @@ int Dilate15x15_C(const uint8_t* src, uint8_t* dst, int width, int rows,
 }
 
 void VdInitMaskMorphologyKernels(MaskMorphologyKernels* k, int level) {
-  k->delete_points = DeleteDiscretePoints_C;
-  k->erode5x5 = Erose5x5_C;
-  k->dilate9x9 = Dilate9x9_C;
+  k->discrete_points = DiscretePointSpans_C;
+  k->and5x5 = AndWindow5x5Spans_C;
+  k->or9x9 = OrWindow9x9Spans_C;
   k->dilate15x15 = Dilate15x15_C;
 #if defined(__ARM_NEON)
   if (level == kVdSimdNeon) {
-    k->delete_points = DeleteDiscretePoints_NEON;
-    k->erode5x5 = Erose5x5_NEON;
-    k->dilate9x9 = Dilate9x9_NEON;
+    k->discrete_points = DiscretePointSpans_NEON;
+    k->and5x5 = AndWindow5x5Spans_NEON;
+    k->or9x9 = OrWindow9x9Spans_NEON;
     k->dilate15x15 = Dilate15x15_NEON;
   }
 #endif
@@ -133,23 +101,113 @@ const MaskMorphologyKernels& VdMaskMorphologyKernels(int level) {
       level);
 }
 
+namespace {
+
+// The row-pair walk of DeleteDiscretePoints (k = 1), Erose5x5 (k = 2) and
+// Dilate9x9 (k = 4), with the rows of each pair `span` bytes long from
+// column k: borders copied for the edge type, then `pairs` pairs from row k,
+// the next pair starting span + width + 2k bytes after the current one,
+// then, when oddRow, one row alone where the next pair would start. With a
+// span of width - 2k that is two rows down per pair and every row exact.
+void MaskRowPairWalk(MaskSpanFn kernel, const uint8_t* src, uint8_t* dst,
+                     int width, int rows, int edgeType, int k, int span,
+                     int pairs, bool oddRow) {
+  VdCopyMaskBorders(src, dst, width, rows, edgeType, k);
+  if (span <= 0) return;
+  ptrdiff_t pos = static_cast<ptrdiff_t>(k) * width + k;
+  for (int pair = 0; pair < pairs; ++pair) {
+    kernel(src + pos, dst + pos, width, span, 2);
+    pos += span + width + 2 * k;
+  }
+  if (oddRow) kernel(src + pos, dst + pos, width, span, 1);
+}
+
+// The walks of the three rules. The discrete-point rule does every interior
+// row, an odd last one alone; the windows do (rows - 4) / 2 pairs and leave
+// an odd last row, and for Dilate9x9 (whose footprint reaches four rows each
+// way) that runs from row 4 to the last given row, past its bottom border,
+// reading four source rows past the end.
+void DiscretePointsWalk(const uint8_t* src, uint8_t* dst, int width, int rows,
+                        int edgeType, int span) {
+  const int interior = rows - 2;
+  MaskRowPairWalk(VdMaskMorphologyKernels(VdSimdLevel()).discrete_points, src,
+                  dst, width, rows, edgeType, 1, span, interior >> 1,
+                  interior > 0 && (interior & 1));
+}
+
+void Erose5x5Walk(const uint8_t* src, uint8_t* dst, int width, int rows,
+                  int edgeType, int span) {
+  MaskRowPairWalk(VdMaskMorphologyKernels(VdSimdLevel()).and5x5, src, dst,
+                  width, rows, edgeType, 2, span, (rows - 4) >> 1, false);
+}
+
+void Dilate9x9Walk(const uint8_t* src, uint8_t* dst, int width, int rows,
+                   int edgeType, int span) {
+  MaskRowPairWalk(VdMaskMorphologyKernels(VdSimdLevel()).or9x9, src, dst,
+                  width, rows, edgeType, 4, span, (rows - 4) >> 1, false);
+}
+
+int ExactSpan(int width, int k) {
+  return width > 2 * k ? width - 2 * k : 0;
+}
+
+// The exported kernels' defined block stepping, kept for direct callers:
+// each row of a pair covers VdMaskRowSpan(width, k) bytes, so at widths
+// where that is not width - 2k the rows drift sideways and the walk runs
+// past the plane (mask_morphology.h gives the buffer sizes). The library's
+// own paths use the row-exact forms below.
+int DeleteDiscretePointsStepping(const uint8_t* src, uint8_t* dst, int width,
+                                 int rows, int edgeType) {
+  DiscretePointsWalk(src, dst, width, rows, edgeType, VdMaskRowSpan(width, 1));
+  return 1;
+}
+
+int Erose5x5Stepping(const uint8_t* src, uint8_t* dst, int width, int rows,
+                     int edgeType) {
+  Erose5x5Walk(src, dst, width, rows, edgeType, VdMaskRowSpan(width, 2));
+  return 1;
+}
+
+int Dilate9x9Stepping(const uint8_t* src, uint8_t* dst, int width, int rows,
+                      int edgeType) {
+  Dilate9x9Walk(src, dst, width, rows, edgeType, VdMaskRowSpan(width, 4));
+  return 1;
+}
+
+}  // namespace
+
+int VdDeleteDiscretePointsRows(const uint8_t* src, uint8_t* dst, int width,
+                               int rows, int edgeType) {
+  DiscretePointsWalk(src, dst, width, rows, edgeType, ExactSpan(width, 1));
+  return 1;
+}
+
+int VdErose5x5Rows(const uint8_t* src, uint8_t* dst, int width, int rows,
+                   int edgeType) {
+  Erose5x5Walk(src, dst, width, rows, edgeType, ExactSpan(width, 2));
+  return 1;
+}
+
+int VdDilate9x9Rows(const uint8_t* src, uint8_t* dst, int width, int rows,
+                    int edgeType) {
+  Dilate9x9Walk(src, dst, width, rows, edgeType, ExactSpan(width, 4));
+  return 1;
+}
+
 extern "C" int DeleteDiscretePoints(unsigned char* src, unsigned char* dst,
                                     int width, int rows, int edgeType,
                                     int /*unused1*/, int /*unused2*/) {
-  return VdMaskMorphologyKernels(VdSimdLevel())
-      .delete_points(src, dst, width, rows, edgeType);
+  return DeleteDiscretePointsStepping(src, dst, width, rows, edgeType);
 }
 
 extern "C" int Erose5x5(unsigned char* src, unsigned char* dst, int width,
                         int rows, int edgeType) {
-  return VdMaskMorphologyKernels(VdSimdLevel())
-      .erode5x5(src, dst, width, rows, edgeType);
+  return Erose5x5Stepping(src, dst, width, rows, edgeType);
 }
 
 extern "C" int Dilate9x9(unsigned char* src, unsigned char* dst, int width,
                          int rows, int edgeType) {
-  return VdMaskMorphologyKernels(VdSimdLevel())
-      .dilate9x9(src, dst, width, rows, edgeType);
+  return Dilate9x9Stepping(src, dst, width, rows, edgeType);
 }
 
 extern "C" int Dilate15x15(unsigned char* src, unsigned char* dst, int width,
@@ -178,89 +236,8 @@ extern "C" int Dilate5x5(unsigned char* src, unsigned char* dst, int width,
 
 namespace {
 
-// The row-exact rule at every column k .. width - k - 1 of rows
-// [firstRow, endRow).
-template <typename Pixel>
-void ComputeRows(const uint8_t* src, uint8_t* dst, int width, int firstRow,
-                 int endRow, int k, Pixel pixel) {
-  const ptrdiff_t w = width;
-  for (ptrdiff_t r = firstRow; r < endRow; ++r) {
-    const ptrdiff_t row = r * w;
-    for (ptrdiff_t c = k; c < w - k; ++c) dst[row + c] = pixel(src + row + c);
-  }
-}
-
-}  // namespace
-
-int VdDeleteDiscretePointsRows(const uint8_t* src, uint8_t* dst, int width,
-                               int rows, int edgeType) {
-  VdCopyMaskBorders(src, dst, width, rows, edgeType, 1);
-  const ptrdiff_t w = width;
-  ComputeRows(src, dst, width, 1, rows - 1, 1,
-              [w](const uint8_t* s) { return VdDiscretePointPixel(s, w); });
-  return 1;
-}
-
-int VdErose5x5Rows(const uint8_t* src, uint8_t* dst, int width, int rows,
-                   int edgeType) {
-  VdCopyMaskBorders(src, dst, width, rows, edgeType, 2);
-  const ptrdiff_t w = width;
-  const int pairs = (rows - 4) >> 1;
-  ComputeRows(src, dst, width, 2, 2 + 2 * pairs, 2,
-              [w](const uint8_t* s) { return VdAndWindow(s, w, 2); });
-  return 1;
-}
-
-int VdDilate9x9Rows(const uint8_t* src, uint8_t* dst, int width, int rows,
-                    int edgeType) {
-  VdCopyMaskBorders(src, dst, width, rows, edgeType, 4);
-  const ptrdiff_t w = width;
-  const int pairs = (rows - 4) >> 1;
-  ComputeRows(src, dst, width, 4, 4 + 2 * pairs, 4,
-              [w](const uint8_t* s) { return VdOrWindow(s, w, 4); });
-  return 1;
-}
-
-namespace {
-
-typedef int (*MaskKernel)(unsigned char*, unsigned char*, int, int, int);
-
-int DiscretePointsKernel(unsigned char* src, unsigned char* dst, int width,
-                         int rows, int edgeType) {
-  return DeleteDiscretePoints(src, dst, width, rows, edgeType, 0, 4);
-}
-
-// Kernels for stripes that run side by side. At a width where a kernel's
-// block stepping is not exact (VdMaskStepsExact), a row's span does not end
-// at its last interior column: the rows of a pair are written shifted and
-// the walk drifts sideways, past the rows it was given. For a direct call
-// that is the kernel's defined behaviour; for a stripe the drift lands in
-// the next stripe's rows while that stripe's worker writes them. So each
-// plane takes the kernel where its width is walked exactly (the same bytes
-// as ever) and the row-exact form elsewhere.
-int DiscretePointsPlane(unsigned char* src, unsigned char* dst, int width,
-                        int rows, int edgeType) {
-  if (VdMaskStepsExact(width, 1)) {
-    return DiscretePointsKernel(src, dst, width, rows, edgeType);
-  }
-  return VdDeleteDiscretePointsRows(src, dst, width, rows, edgeType);
-}
-
-int Erose5x5Plane(unsigned char* src, unsigned char* dst, int width, int rows,
-                  int edgeType) {
-  if (VdMaskStepsExact(width, 2)) {
-    return Erose5x5(src, dst, width, rows, edgeType);
-  }
-  return VdErose5x5Rows(src, dst, width, rows, edgeType);
-}
-
-int Dilate9x9Plane(unsigned char* src, unsigned char* dst, int width, int rows,
-                   int edgeType) {
-  if (VdMaskStepsExact(width, 4)) {
-    return Dilate9x9(src, dst, width, rows, edgeType);
-  }
-  return VdDilate9x9Rows(src, dst, width, rows, edgeType);
-}
+// The kernels of the stripe wrappers, all with a read-only source.
+typedef int (*MaskKernel)(const uint8_t*, uint8_t*, int, int, int);
 
 // DeleteDiscretePointsProc with a given kernel.
 int RunDiscretePointsOnStripe(MaskKernel kernel, sYuvImage_t* src,
@@ -335,7 +312,7 @@ void DilateRowsBeforeAfter(const uint8_t* src, uint8_t* dst, int width,
 // kernel runs on all but the last four rows, which its own reads then never
 // pass, and the rows whose window reaches past the plane are finished here
 // with the same borders and the same rule.
-void DilateLastPlane(unsigned char* src, unsigned char* dst, int width,
+void DilateLastPlane(const uint8_t* src, uint8_t* dst, int width,
                      int rows, int edgeType, const uint8_t* after) {
   const int pairs = (rows - 4) >> 1;
   const int end = pairs > 0 ? 4 + 2 * pairs : 4;  // past the last computed row
@@ -347,7 +324,7 @@ void DilateLastPlane(unsigned char* src, unsigned char* dst, int width,
   // Same row parity, so the kernel's pairs sit where they sit for rows;
   // its bottom border copy covers rows - 8 .. rows - 5, which the kernel or
   // the finish below then computes as it would have.
-  Dilate9x9Plane(src, dst, width, rows - 4, edgeType);
+  VdDilate9x9Rows(src, dst, width, rows - 4, edgeType);
   const ptrdiff_t w = width;
   memcpy(dst + (rows - 4) * w, src + (rows - 4) * w, 4 * w);
   DilateRowsBeforeAfter(src, dst, width, rows, end - 4, end, after);
@@ -360,7 +337,7 @@ void DilateLastPlane(unsigned char* src, unsigned char* dst, int width,
 // borrowed rows below as well, it computes the next stripe's first rows too;
 // without them it computes the stripe's own rows (the pairs it keeps are at
 // the same places) and its four-row read overrun lands on the borrowed rows.
-void DilatePlaneOwnRows(unsigned char* src, unsigned char* dst, int width,
+void DilatePlaneOwnRows(const uint8_t* src, uint8_t* dst, int width,
                         int up, int own, int down, int edgeType,
                         const uint8_t* after) {
   const int rows = up + own;
@@ -378,13 +355,14 @@ void DilatePlaneOwnRows(unsigned char* src, unsigned char* dst, int width,
       memcpy(dst + r * w + w - 4, src + r * w + w - 4, 4);
     }
   }
-  Dilate9x9Plane(src, dst, width, rows, edgeType);
-  if (rows > 4 && ((rows - 4) & 1)) {
+  VdDilate9x9Rows(src, dst, width, rows, edgeType);
+  if (rows > 4 && ((rows - 4) & 1) && width > 8) {
     // An odd own row count leaves the last own row out of the pairs; with
     // the borrowed rows it was the first row of a pair that reached into
     // the next stripe.
-    ComputeRows(src, dst, width, rows - 1, rows, 4,
-                [w](const uint8_t* s) { return VdOrWindow(s, w, 4); });
+    const ptrdiff_t last = (rows - 1) * w + 4;
+    VdMaskMorphologyKernels(VdSimdLevel())
+        .or9x9(src + last, dst + last, width, width - 8, 1);
   }
 }
 
@@ -393,14 +371,15 @@ void DilatePlaneOwnRows(unsigned char* src, unsigned char* dst, int width,
 extern "C" int DeleteDiscretePointsProc(sYuvImage_t* src, sYuvImage_t* dst,
                                         int width, int height, int withChroma,
                                         int offset, int edgeType) {
-  return RunDiscretePointsOnStripe(DiscretePointsKernel, src, dst, width,
-                                   height, withChroma, offset, edgeType);
+  return RunDiscretePointsOnStripe(DeleteDiscretePointsStepping, src, dst,
+                                   width, height, withChroma, offset,
+                                   edgeType);
 }
 
 extern "C" int EroseProcess(sYuvImage_t* src, sYuvImage_t* dst, int width,
                             int height, int withChroma, int offset,
                             int edgeType) {
-  RunOnStripe(Erose5x5, 2, src, dst, width, height, withChroma, offset,
+  RunOnStripe(Erose5x5Stepping, 2, src, dst, width, height, withChroma, offset,
               edgeType);
   return 1;
 }
@@ -408,7 +387,7 @@ extern "C" int EroseProcess(sYuvImage_t* src, sYuvImage_t* dst, int width,
 extern "C" int DilateProcess(sYuvImage_t* src, sYuvImage_t* dst, int width,
                              int height, int withChroma, int offset,
                              int edgeType) {
-  RunOnStripe(Dilate9x9, 4, src, dst, width, height, withChroma, offset,
+  RunOnStripe(Dilate9x9Stepping, 4, src, dst, width, height, withChroma, offset,
               edgeType);
   return 1;
 }
@@ -416,13 +395,14 @@ extern "C" int DilateProcess(sYuvImage_t* src, sYuvImage_t* dst, int width,
 int VdDeleteDiscretePointsStripe(sYuvImage_t* src, sYuvImage_t* dst,
                                  int width, int height, int withChroma,
                                  int offset, int edgeType) {
-  return RunDiscretePointsOnStripe(DiscretePointsPlane, src, dst, width,
-                                   height, withChroma, offset, edgeType);
+  return RunDiscretePointsOnStripe(VdDeleteDiscretePointsRows, src, dst,
+                                   width, height, withChroma, offset,
+                                   edgeType);
 }
 
 int VdEroseStripe(sYuvImage_t* src, sYuvImage_t* dst, int width, int height,
                   int withChroma, int offset, int edgeType) {
-  RunOnStripe(Erose5x5Plane, 2, src, dst, width, height, withChroma, offset,
+  RunOnStripe(VdErose5x5Rows, 2, src, dst, width, height, withChroma, offset,
               edgeType);
   return 1;
 }

@@ -4,8 +4,9 @@
 // Every kernel works on flat, tightly packed planes and addresses its output
 // pixels by byte position. The value written at a position depends only on
 // the source bytes around that position, so the vector kernels may split a
-// step into 16-byte blocks (even overlapping ones) and still write exactly
-// what the scalar reference writes.
+// span into 16-byte blocks (even overlapping ones) and still write exactly
+// what the scalar reference writes, and the exported kernels' drifting walk
+// is only a different choice of positions for the same span kernels.
 #ifndef VD_MORPHOLOGY_MASK_MORPHOLOGY_INTERNAL_H_
 #define VD_MORPHOLOGY_MASK_MORPHOLOGY_INTERNAL_H_
 
@@ -20,11 +21,11 @@
 void VdCopyMaskBorders(const uint8_t* src, uint8_t* dst, int width, int rows,
                        int edgeType, int k);
 
-// Bytes a vector kernel of half-size k covers in one row: whole 32-column
-// steps over the width - 2k interior columns, then, when columns remain,
-// one last step of 32 - 2k columns (a 32-byte source load minus the window
-// margins). The last step can stop short of the row end or run past it; it
-// is exact when (width - 2k) mod 32 is 0 or 32 - 2k.
+// Bytes the exported kernels' walk of half-size k covers in one row: whole
+// 32-column steps over the width - 2k interior columns, then, when columns
+// remain, one last step of 32 - 2k columns (a 32-byte source load minus the
+// window margins). The last step can stop short of the row end or run past
+// it; it is exact when (width - 2k) mod 32 is 0 or 32 - 2k.
 static inline int VdMaskRowSpan(int width, int k) {
   const int interior = width - 2 * k;
   if (interior <= 0) return 0;
@@ -59,41 +60,55 @@ static inline uint8_t VdOrWindow(const uint8_t* s, ptrdiff_t width, int k) {
   return m;
 }
 
+// The table's kernels. The span kernels compute one rule at flat positions:
+// for r in 0 .. rows - 1, bytes r x width .. r x width + span - 1 from src
+// and dst (which point at the first output position), each from the window
+// around its position with rows width bytes apart. They read only those
+// windows and write only those bytes; a span may be longer than a row and
+// run on into the next (the exported walks use such spans), nothing beyond
+// that. The vector twins go through a span in 16-byte blocks, two rows at a
+// time (an odd last row alone), finish a span that is not a whole number of
+// blocks with one block realigned to its end, and do spans narrower than a
+// block per pixel with the same rule. Dilate15x15's slot is the whole
+// kernel (groups of four rows, column pairs, the planes only).
+using MaskSpanFn = void (*)(const uint8_t* src, uint8_t* dst, int width,
+                            int span, int rows);
+using MaskMorphologyFn = int (*)(const uint8_t* src, uint8_t* dst, int width,
+                                 int rows, int edgeType);
+
 // Scalar references (mask_morphology.cpp).
-int DeleteDiscretePoints_C(const uint8_t* src, uint8_t* dst, int width,
-                           int rows, int edgeType);
-int Erose5x5_C(const uint8_t* src, uint8_t* dst, int width, int rows,
-               int edgeType);
-int Dilate9x9_C(const uint8_t* src, uint8_t* dst, int width, int rows,
-                int edgeType);
+void DiscretePointSpans_C(const uint8_t* src, uint8_t* dst, int width,
+                          int span, int rows);
+void AndWindow5x5Spans_C(const uint8_t* src, uint8_t* dst, int width,
+                         int span, int rows);
+void OrWindow9x9Spans_C(const uint8_t* src, uint8_t* dst, int width, int span,
+                        int rows);
 int Dilate15x15_C(const uint8_t* src, uint8_t* dst, int width, int rows,
                   int edgeType);
 
 #if defined(__ARM_NEON)
 // NEON twins (mask_morphology_neon.cpp), byte for byte equal to the above.
-int DeleteDiscretePoints_NEON(const uint8_t* src, uint8_t* dst, int width,
-                              int rows, int edgeType);
-int Erose5x5_NEON(const uint8_t* src, uint8_t* dst, int width, int rows,
-                  int edgeType);
-int Dilate9x9_NEON(const uint8_t* src, uint8_t* dst, int width, int rows,
-                   int edgeType);
+void DiscretePointSpans_NEON(const uint8_t* src, uint8_t* dst, int width,
+                             int span, int rows);
+void AndWindow5x5Spans_NEON(const uint8_t* src, uint8_t* dst, int width,
+                            int span, int rows);
+void OrWindow9x9Spans_NEON(const uint8_t* src, uint8_t* dst, int width,
+                           int span, int rows);
 int Dilate15x15_NEON(const uint8_t* src, uint8_t* dst, int width, int rows,
                      int edgeType);
 #endif
 
 // The family's variant table (base/vd_cpu.h).
-using MaskMorphologyFn = int (*)(const uint8_t* src, uint8_t* dst, int width,
-                                 int rows, int edgeType);
 struct MaskMorphologyKernels {
-  MaskMorphologyFn delete_points;  // DeleteDiscretePoints
-  MaskMorphologyFn erode5x5;       // Erose5x5
-  MaskMorphologyFn dilate9x9;      // Dilate9x9
-  MaskMorphologyFn dilate15x15;    // Dilate15x15
+  MaskSpanFn discrete_points;  // 3 x 3 discrete-point rule
+  MaskSpanFn and5x5;           // 5 x 5 AND (Erose5x5)
+  MaskSpanFn or9x9;            // 9 x 9 OR (Dilate9x9)
+  MaskMorphologyFn dilate15x15;  // Dilate15x15
 };
 void VdInitMaskMorphologyKernels(MaskMorphologyKernels* k, int level);
 const MaskMorphologyKernels& VdMaskMorphologyKernels(int level);
 
-// Whether a vector kernel of half-size k walks whole rows at this width:
+// Whether the exported walk of half-size k covers whole rows at this width:
 // each row's span then ends exactly at column width - k - 1 and a row pair
 // moves on by exactly two rows.
 static inline bool VdMaskStepsExact(int width, int k) {
@@ -101,14 +116,15 @@ static inline bool VdMaskStepsExact(int width, int k) {
   return interior <= 0 || VdMaskRowSpan(width, k) == interior;
 }
 
-// Row-exact forms of three kernels (mask_morphology.cpp). Each applies the
-// kernel's per-pixel rule to every column k .. width - k - 1 of the rows the
-// kernel computes, copies the same borders for the edge type, and keeps the
-// kernel's row structure (the odd last row of the discrete-point rule done
-// alone, the one left by Erose5x5, the four rows Dilate9x9 computes past its
-// bottom border), but never drifts sideways: every byte it writes lies in
-// its own row and column. Where VdMaskStepsExact holds they write exactly
-// what the kernels write.
+// Row-exact forms of the three walked kernels (mask_morphology.cpp). Each
+// applies the kernel's rule to every column k .. width - k - 1 of the rows
+// the kernel computes, copies the same borders for the edge type, and keeps
+// the kernel's row structure (the odd last row of the discrete-point rule
+// done alone, the one left by Erose5x5, the four rows Dilate9x9 computes
+// past its bottom border), but never drifts sideways: every byte it writes
+// lies in its own row and column. They are the exported kernels' walk with
+// a span of width - 2k, through the same table kernels; where
+// VdMaskStepsExact holds they write exactly what the kernels write.
 int VdDeleteDiscretePointsRows(const uint8_t* src, uint8_t* dst, int width,
                                int rows, int edgeType);
 int VdErose5x5Rows(const uint8_t* src, uint8_t* dst, int width, int rows,
@@ -121,11 +137,10 @@ struct sYuvImage_t;
 // Stripe wrappers for the temporal pipeline, where three stripes run side by
 // side on the same planes. They take the arguments of the exported wrappers
 // and cover the same rows (the discrete-point chroma row count included),
-// but on every plane whose width the kernel does not walk exactly they run
-// the row-exact form instead, so that no stripe's writes drift into its
-// neighbour's rows. On exact widths they call the kernels themselves. These
-// two are DeleteDiscretePointsProc and EroseProcess in that form, with the
-// same results.
+// but run the row-exact forms, so that no stripe's writes drift into its
+// neighbour's rows at a width the kernels do not walk exactly; at exact
+// widths that is the kernels' bytes. These two are DeleteDiscretePointsProc
+// and EroseProcess in that form, with the same results.
 int VdDeleteDiscretePointsStripe(sYuvImage_t* src, sYuvImage_t* dst,
                                  int width, int height, int withChroma,
                                  int offset, int edgeType);

@@ -1,8 +1,9 @@
-// NEON twins of the mask morphology kernels. Each walks the plane exactly as
-// its scalar reference in mask_morphology.cpp does and computes 16 outputs
-// per block: the rows of the window are combined first, then the columns by
-// byte extraction, so every load stays inside the bytes the scalar window
-// reads.
+// NEON twins of the mask morphology kernels. The span kernels go through
+// each span in 16-output blocks, two rows at a time, a span that is not a
+// whole number of blocks finished by one block realigned to its end, a span
+// narrower than a block per pixel. In a block the rows of the window are
+// combined first, then the columns by byte extraction, so every load stays
+// inside the bytes the scalar window reads.
 #include "morphology/mask_morphology_internal.h"
 
 #if defined(__ARM_NEON)
@@ -51,18 +52,32 @@ inline uint8x16_t CombineColumns(uint8x16_t lo, uint8x16_t hi, Op op) {
   return CombineColumnsSeq<K>(lo, hi, op, std::make_index_sequence<2 * K>());
 }
 
-// Calls block(o) for 16-byte blocks that cover bytes 0 .. span - 1 of a row
-// walk (VdMaskRowSpan): two per whole 32-column step, and for a last step
-// of 32 - 2k bytes one block at its start and one ending at its end.
-template <typename Block>
-inline void ForEachBlock(int width, int k, Block block) {
-  const int interior = width - 2 * k;
-  if (interior <= 0) return;
-  const int whole = interior & ~31;
-  for (int o = 0; o < whole; o += 16) block(o);
-  if (interior & 31) {
-    block(whole);
-    block(whole + 16 - 2 * k);
+// The walk of a span kernel: pair(s, d) computes 16 outputs at s .. s + 15
+// in two rows (d and d + width), row(s, d) in one, pixel(s) one output.
+template <typename Pair, typename Row, typename Pixel>
+inline void SpanBlocks(const uint8_t* src, uint8_t* dst, ptrdiff_t w,
+                       int span, int rows, Pair pair, Row row, Pixel pixel) {
+  if (span <= 0) return;
+  if (span < 16) {
+    for (ptrdiff_t r = 0; r < rows; ++r) {
+      for (ptrdiff_t i = r * w; i < r * w + span; ++i) dst[i] = pixel(src + i);
+    }
+    return;
+  }
+  // Whole blocks, then one ending at the span's end.
+  auto blocks = [span](auto block) {
+    int o = 0;
+    for (; o + 16 <= span; o += 16) block(o);
+    if (o < span) block(span - 16);
+  };
+  int r = 0;
+  for (; r + 2 <= rows; r += 2) {
+    const ptrdiff_t at = r * w;
+    blocks([&](int o) { pair(src + at + o, dst + at + o); });
+  }
+  if (r < rows) {
+    const ptrdiff_t at = r * w;
+    blocks([&](int o) { row(src + at + o, dst + at + o); });
   }
 }
 
@@ -129,6 +144,17 @@ inline void WindowPair16(const uint8_t* s, uint8_t* d, ptrdiff_t w, Op op) {
   vst1q_u8(d + w, CombineColumns<K>(lo1, hi1, op));
 }
 
+template <int K, typename Op>
+inline void WindowRow16(const uint8_t* s, uint8_t* d, ptrdiff_t w, Op op) {
+  uint8x16_t lo = vld1q_u8(s - K - K * w);
+  uint8x16_t hi = vld1q_u8(s + K - K * w);
+  for (int dy = 1 - K; dy <= K; ++dy) {
+    lo = op(lo, vld1q_u8(s - K + dy * w));
+    hi = op(hi, vld1q_u8(s + K + dy * w));
+  }
+  vst1q_u8(d, CombineColumns<K>(lo, hi, op));
+}
+
 // Four output rows of the 15 x 15 OR from s; source rows -7 .. 10 relative
 // to s, of which rows -4 .. 7 serve all four.
 inline void Dilate15Group16(const uint8_t* s, uint8_t* d, ptrdiff_t w) {
@@ -164,57 +190,38 @@ inline void Dilate15Group16(const uint8_t* s, uint8_t* d, ptrdiff_t w) {
   }
 }
 
+// The span kernel of a (2K + 1)-square window.
+template <int K, typename Op, uint8_t (*Window)(const uint8_t*, ptrdiff_t, int)>
+void WindowSpans(const uint8_t* src, uint8_t* dst, int width, int span,
+                 int rows) {
+  const ptrdiff_t w = width;
+  SpanBlocks(
+      src, dst, w, span, rows,
+      [w](const uint8_t* s, uint8_t* d) { WindowPair16<K>(s, d, w, Op()); },
+      [w](const uint8_t* s, uint8_t* d) { WindowRow16<K>(s, d, w, Op()); },
+      [w](const uint8_t* s) { return Window(s, w, K); });
+}
+
 }  // namespace
 
-int DeleteDiscretePoints_NEON(const uint8_t* src, uint8_t* dst, int width,
-                              int rows, int edgeType) {
-  VdCopyMaskBorders(src, dst, width, rows, edgeType, 1);
+void DiscretePointSpans_NEON(const uint8_t* src, uint8_t* dst, int width,
+                             int span, int rows) {
   const ptrdiff_t w = width;
-  const int span = VdMaskRowSpan(width, 1);
-  const int interior = rows - 2;
-  ptrdiff_t pos = w + 1;
-  for (int pair = 0; pair < (interior >> 1); ++pair) {
-    ForEachBlock(width, 1, [&](int o) {
-      DiscretePair16(src + pos + o, dst + pos + o, w);
-    });
-    pos += span + w + 2;
-  }
-  if (interior > 0 && (interior & 1)) {
-    ForEachBlock(width, 1, [&](int o) {
-      DiscreteRow16(src + pos + o, dst + pos + o, w);
-    });
-  }
-  return 1;
+  SpanBlocks(
+      src, dst, w, span, rows,
+      [w](const uint8_t* s, uint8_t* d) { DiscretePair16(s, d, w); },
+      [w](const uint8_t* s, uint8_t* d) { DiscreteRow16(s, d, w); },
+      [w](const uint8_t* s) { return VdDiscretePointPixel(s, w); });
 }
 
-int Erose5x5_NEON(const uint8_t* src, uint8_t* dst, int width, int rows,
-                  int edgeType) {
-  VdCopyMaskBorders(src, dst, width, rows, edgeType, 2);
-  const ptrdiff_t w = width;
-  const int span = VdMaskRowSpan(width, 2);
-  ptrdiff_t pos = 2 * w + 2;
-  for (int pair = 0; pair < ((rows - 4) >> 1); ++pair) {
-    ForEachBlock(width, 2, [&](int o) {
-      WindowPair16<2>(src + pos + o, dst + pos + o, w, AndBytes());
-    });
-    pos += span + w + 4;
-  }
-  return 1;
+void AndWindow5x5Spans_NEON(const uint8_t* src, uint8_t* dst, int width,
+                            int span, int rows) {
+  WindowSpans<2, AndBytes, VdAndWindow>(src, dst, width, span, rows);
 }
 
-int Dilate9x9_NEON(const uint8_t* src, uint8_t* dst, int width, int rows,
-                   int edgeType) {
-  VdCopyMaskBorders(src, dst, width, rows, edgeType, 4);
-  const ptrdiff_t w = width;
-  const int span = VdMaskRowSpan(width, 4);
-  ptrdiff_t pos = 4 * w + 4;
-  for (int pair = 0; pair < ((rows - 4) >> 1); ++pair) {
-    ForEachBlock(width, 4, [&](int o) {
-      WindowPair16<4>(src + pos + o, dst + pos + o, w, OrBytes());
-    });
-    pos += span + w + 8;
-  }
-  return 1;
+void OrWindow9x9Spans_NEON(const uint8_t* src, uint8_t* dst, int width,
+                           int span, int rows) {
+  WindowSpans<4, OrBytes, VdOrWindow>(src, dst, width, span, rows);
 }
 
 int Dilate15x15_NEON(const uint8_t* src, uint8_t* dst, int width, int rows,

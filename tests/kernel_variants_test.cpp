@@ -415,54 +415,57 @@ TEST(KernelVariants, ConvertChromaMovers) {
 
 // ---- morphology ------------------------------------------------------------
 
-// Bytes a mask kernel of half-size k touches in (source, destination): its
-// rows, or as far as its walk computes. Rows of VdMaskRowSpan bytes from
-// column k go in pairs, the next pair span + width + 2k bytes on (the odd
-// last interior row of the discrete-point rule alone); Dilate15x15 does
-// groups of four rows and pairs of columns. The source is read k rows and k
-// columns past the last byte computed.
-std::pair<size_t, size_t> MaskBytes(int w, int rows, int k) {
-  ptrdiff_t last = -1;
-  if (k == 7) {
-    const int groups = (rows - 14) >> 2, pairs = (w - 14) >> 1;
-    if (groups > 0 && pairs > 0) last = static_cast<ptrdiff_t>(6 + 4 * groups) * w + 6 + 2 * pairs;
-  } else {
-    const int span = VdMaskRowSpan(w, k), interior = rows - 2 * k, first = k == 1 ? 1 : 2;
-    ptrdiff_t pos = static_cast<ptrdiff_t>(k) * w + k;
-    for (int pair = 0; pair < (rows - 2 * first) >> 1; ++pair, pos += span + w + 2 * k) {
-      if (span > 0) last = pos + w + span - 1;
-    }
-    if (k == 1 && interior > 0 && (interior & 1) && span > 0) last = pos + span - 1;
+// Random bytes, or on odd seeds a mask of 0 and 255 of random density.
+Bytes MaskBytes(size_t n, uint32_t seed) {
+  Bytes b = vdtest::RandomBytes(n, seed);
+  const uint8_t density = static_cast<uint8_t>(seed * 37);
+  if (seed & 1) {
+    for (uint8_t& v : b) v = v < density ? 255 : 0;
   }
-  const ptrdiff_t all = static_cast<ptrdiff_t>(w) * rows;
-  return {static_cast<size_t>(std::max(all, last + 1 + k * static_cast<ptrdiff_t>(w) + k)),
-          static_cast<size_t>(std::max(all, last + 1))};
+  return b;
+}
+
+// The span a span kernel of half-size k runs with at width w: by seed the
+// row-exact w - 2k, the exported walk's VdMaskRowSpan (which may run past
+// the row end) or any length up to 2w; at least 1.
+int MaskSpan(int w, int k, uint32_t seed) {
+  const int span = seed % 3 == 0   ? w - 2 * k
+                   : seed % 3 == 1 ? VdMaskRowSpan(w, k)
+                                   : static_cast<int>(1 + (seed >> 2) % (2u * w));
+  return std::max(span, 1);
 }
 
 TEST(KernelVariants, MaskMorphology) {
-  const std::pair<MaskMorphologyFn MaskMorphologyKernels::*, int> slots[] = {
-      {&MaskMorphologyKernels::delete_points, 1},
-      {&MaskMorphologyKernels::erode5x5, 2},
-      {&MaskMorphologyKernels::dilate9x9, 4},
-      {&MaskMorphologyKernels::dilate15x15, 7}};
+  // The span kernels: h rows of the span, w bytes apart. The source holds
+  // exactly their windows (from k rows above and k columns left of the first
+  // output to k rows below and k columns right of the last), the destination
+  // exactly the first to the last output.
+  const std::pair<MaskSpanFn MaskMorphologyKernels::*, int> slots[] = {
+      {&MaskMorphologyKernels::discrete_points, 1},
+      {&MaskMorphologyKernels::and5x5, 2},
+      {&MaskMorphologyKernels::or9x9, 4}};
   for (const auto& [slot, k] : slots) {
     SCOPED_TRACE(testing::Message() << "half-size " << k);
-    // Random bytes, or on odd seeds a mask of 0 and 255 of random density.
     ExpectSlotMatchesScalar(
         VdMaskMorphologyKernels, slot, 300, 40, true,
         [k = k](int w, int h, int, uint32_t seed) {
-          const auto [in, out] = MaskBytes(w, h, k);
-          Buffers b = {vdtest::RandomBytes(in, seed), vdtest::RandomBytes(out, seed + 1)};
-          const uint8_t density = static_cast<uint8_t>(seed * 37);
-          if (seed & 1) {
-            for (uint8_t& v : b[0]) v = v < density ? 255 : 0;
-          }
-          return b;
+          const size_t out = static_cast<size_t>(h - 1) * w + MaskSpan(w, k, seed);
+          return Buffers{MaskBytes(out + 2 * k * (w + 1), seed), vdtest::RandomBytes(out, seed + 1)};
         },
-        [](auto fn, Uc* const* p, int w, int h, int edge, uint32_t) {
-          return fn(p[0], p[1], w, h, edge);
+        [k = k](auto fn, Uc* const* p, int w, int h, int, uint32_t seed) {
+          fn(p[0] + k * (w + 1), p[1], w, MaskSpan(w, k, seed), h);
         });
   }
+  // Dilate15x15 on its planes.
+  ExpectSlotMatchesScalar(
+      VdMaskMorphologyKernels, &MaskMorphologyKernels::dilate15x15, 300, 40, true,
+      [](int w, int h, int, uint32_t seed) {
+        const size_t n = static_cast<size_t>(w) * h;
+        return Buffers{MaskBytes(n, seed), vdtest::RandomBytes(n, seed + 1)};
+      },
+      [](auto fn, Uc* const* p, int w, int h, int edge, uint32_t) {
+        return fn(p[0], p[1], w, h, edge);
+      });
 }
 
 }  // namespace

@@ -13,7 +13,10 @@
 #include <vector>
 
 #include "morphology/mask_morphology.h"
+#include "base/vd_cpu.h"
+#include "fuzz/kernel_sizes.h"
 #include "morphology/mask_morphology_internal.h"
+#include "tests/mask_stepping_model.h"
 #include "tests/test_util.h"
 
 namespace {
@@ -66,21 +69,13 @@ std::vector<bool> Positions(size_t n, std::initializer_list<std::pair<int, int>>
   return out;
 }
 
-// The value of the window of half-size k at s: the discrete-point rule for
-// k = 1, AND for k = 2, OR otherwise.
-uint8_t WindowPixel(const uint8_t* s, int w, int k) {
-  if (k == 1) {
-    int n = 0;
-    for (int y = -1; y <= 1; ++y) {
-      for (int x = -1; x <= 1; ++x) n += s[y * w + x] >= 128;
-    }
-    return (n >= 7 || (s[0] >= 128 && n >= 3)) ? 255 : 0;
-  }
-  uint8_t m = k == 2 ? 255 : 0;
-  for (int y = -k; y <= k; ++y) {
-    for (int x = -k; x <= k; ++x) m = k == 2 ? (m & s[y * w + x]) : (m | s[y * w + x]);
-  }
-  return m;
+using vdtest::MaskRulePixel;
+
+// Scalar, then every vector level this machine runs.
+std::vector<int> Levels() {
+  std::vector<int> levels = vdtest::VectorLevels();
+  levels.insert(levels.begin(), kVdSimdScalar);
+  return levels;
 }
 
 // --- Values ------------------------------------------------------------------
@@ -156,7 +151,7 @@ TEST(MaskKernels, ErosionHolesAndDilationSquares) {
     for (int row = 7; row <= 10; ++row) {
       for (int col = 7; col < 7 + 2 * ((width - 14) / 2); ++col) {
         const size_t i = static_cast<size_t>(row) * width + col;
-        ASSERT_EQ(out[i], WindowPixel(sparse.data() + i, width, 7)) << width << ": " << i;
+        ASSERT_EQ(out[i], MaskRulePixel(sparse.data() + i, width, 7)) << width << ": " << i;
       }
     }
   }
@@ -276,19 +271,11 @@ TEST(Dilate9x9, TenRowsComputeRowsFourToNineFromSourceRowsZeroToThirteen) {
     std::memset(src.data(), 0, src.size());
     src.data()[0 * w + 10] = 255;   // row 0 reaches row 4 only
     src.data()[13 * w + 30] = 255;  // row 13 reaches row 9 only
-    std::vector<std::pair<const char*, ReferenceFn>> variants = {
-        {"Dilate9x9", [](const uint8_t* s, uint8_t* d, int wd, int r, int e) {
-           return Dilate9x9(const_cast<uint8_t*>(s), d, wd, r, e);
-         }},
-        {"Dilate9x9_C", Dilate9x9_C}};
-    vdtest::ForEachTwin(VdMaskMorphologyKernels, &MaskMorphologyKernels::dilate9x9,
-                        [&](const char* level, ReferenceFn, ReferenceFn twin) {
-                          variants.push_back({level, twin});
-                        });
-    for (auto& variant : variants) {
-      SCOPED_TRACE(variant.first);
+    for (int level : Levels()) {
+      vdtest::SimdLevelScope scope(level);
+      SCOPED_TRACE(vdtest::LevelName(level));
       std::memset(dst.data(), kSentinel, dst.size());
-      variant.second(src.data(), dst.data(), w, 10, 0);
+      Dilate9x9(src.data(), dst.data(), w, 10, 0);
       for (int row = 0; row < 10; ++row) {
         for (int col = 0; col < w; ++col) {
           uint8_t expected = kSentinel;  // edge type 0 copies no rows
@@ -311,16 +298,50 @@ TEST(Dilate9x9, TenRowsComputeRowsFourToNineFromSourceRowsZeroToThirteen) {
 struct RowExact {
   const char* name;
   ReferenceFn rowExact;
-  ReferenceFn kernel;  // scalar reference
   ExportedFn exported;
   int k;
 };
 
 const RowExact kRowExact[] = {
-    {"DeleteDiscretePoints", VdDeleteDiscretePointsRows, DeleteDiscretePoints_C, DiscretePoints, 1},
-    {"Erose5x5", VdErose5x5Rows, Erose5x5_C, Erose5x5, 2},
-    {"Dilate9x9", VdDilate9x9Rows, Dilate9x9_C, Dilate9x9, 4},
+    {"DeleteDiscretePoints", VdDeleteDiscretePointsRows, DiscretePoints, 1},
+    {"Erose5x5", VdErose5x5Rows, Erose5x5, 2},
+    {"Dilate9x9", VdDilate9x9Rows, Dilate9x9, 4},
 };
+
+// The exported kernel of t at every width 1 .. 140 and rows 1 .. 12, every
+// edge type in turn and every level this machine runs, on a source and a
+// destination of exactly the sizes the header gives, each against a guard
+// page: the bytes of the documented stepping (vdtest::MaskSteppingModel).
+void ExpectDocumentedStepping(const RowExact& t) {
+  uint32_t seed = 1;
+  for (int width = 1; width <= 140; ++width) {
+    for (int rows = 1; rows <= 12; ++rows, ++seed) {
+      const vdfuzz::Sizes n = t.k == 1 ? vdfuzz::DeleteDiscretePointsSizes(width, rows)
+                                       : vdfuzz::MaskPairSizes(width, rows, t.k);
+      Bytes src = vdtest::RandomBytes(n.src, seed);
+      if (seed & 1) {
+        for (uint8_t& b : src) b = b < (seed & 0xFE) ? 255 : 0;
+      }
+      const int edge = seed & 3;
+      Bytes expected(n.dst, kSentinel);
+      vdtest::MaskSteppingModel(src.data(), expected.data(), width, rows, edge, t.k);
+      vdtest::GuardedBuffer in(n.src), out(n.dst);
+      for (int level : Levels()) {
+        vdtest::SimdLevelScope scope(level);
+        std::memcpy(in.data(), src.data(), n.src);
+        std::memset(out.data(), kSentinel, n.dst);
+        t.exported(in.data(), out.data(), width, rows, edge);
+        ASSERT_EQ(Bytes(out.data(), out.data() + n.dst), expected)
+            << vdtest::LevelName(level) << " " << width << " x " << rows << " edge " << edge;
+        ASSERT_EQ(Bytes(in.data(), in.data() + n.src), src) << "source modified";
+      }
+    }
+  }
+}
+
+TEST(MaskStepping, DeleteDiscretePointsWalksAsDocumented) { ExpectDocumentedStepping(kRowExact[0]); }
+TEST(MaskStepping, Erose5x5WalksAsDocumented) { ExpectDocumentedStepping(kRowExact[1]); }
+TEST(MaskStepping, Dilate9x9WalksAsDocumented) { ExpectDocumentedStepping(kRowExact[2]); }
 
 TEST(RowExactForms, EqualTheKernelsWhereTheKernelsStepExactly) {
   uint32_t seed = 101;
@@ -339,7 +360,8 @@ TEST(RowExactForms, EqualTheKernelsWhereTheKernelsStepExactly) {
       }
       SCOPED_TRACE(testing::Message() << t.name << " width " << width << " rows " << rows
                                       << " edge " << edge);
-      const Bytes expected = RunKernel(t.kernel, src, width, rows, edge);
+      Bytes expected(src.size(), kSentinel);
+      vdtest::MaskSteppingModel(src.data(), expected.data(), width, rows, edge, t.k);
       ASSERT_EQ(RunKernel(t.rowExact, src, width, rows, edge), expected);
       ASSERT_EQ(RunKernel(t.exported, src, width, rows, edge), expected);
     }
@@ -351,22 +373,10 @@ TEST(RowExactForms, EqualTheKernelsWhereTheKernelsStepExactly) {
 // discrete points; (rows - 4) / 2 pairs from row k for the others).
 Bytes RowExactModel(const Bytes& src, int w, int rows, int edge, int k, uint8_t fill) {
   Bytes dst(src.size(), fill);
-  auto copy = [&](int r, int c0, int c1) {
-    for (int c = c0; c < c1; ++c) dst[r * w + c] = src[r * w + c];
-  };
-  const bool top = edge == 3 || edge == 1;
-  const bool bottom = edge == 1 || edge == 2;
-  for (int r = 0; r < rows; ++r) {
-    if ((top && r < k) || (bottom && r >= rows - k)) {
-      copy(r, 0, w);
-    } else if (r >= k && r < rows - k) {
-      copy(r, 0, k);
-      copy(r, w - k, w);
-    }
-  }
+  vdtest::MaskBorderModel(src.data(), dst.data(), w, rows, edge, k);
   const int end = k == 1 ? rows - 1 : k + 2 * std::max((rows - 4) >> 1, 0);
   for (int r = k; r < end; ++r) {
-    for (int c = k; c < w - k; ++c) dst[r * w + c] = WindowPixel(src.data() + r * w + c, w, k);
+    for (int c = k; c < w - k; ++c) dst[r * w + c] = MaskRulePixel(src.data() + r * w + c, w, k);
   }
   return dst;
 }

@@ -52,16 +52,15 @@ int PlanarChromaOffset(int lumaOffset) { return lumaOffset >> 2; }
 
 void MergeVUPlane_C(const uint8_t* u, const uint8_t* v, uint8_t* vu,
                     int count) {
-  if (count <= 0) return;
-  // Whole blocks of 8 pairs: a count that is not a multiple of 8 still
-  // moves the full last block.
+  // Blocks of 8 pairs, the last one shorter when count is not a multiple.
   for (int i = 0; i < count; i += 8) {
+    const int n = count - i < 8 ? count - i : 8;
     uint8_t us[8], vs[8];
-    for (int k = 0; k < 8; ++k) {
+    for (int k = 0; k < n; ++k) {
       us[k] = u[i + k];
       vs[k] = v[i + k];
     }
-    for (int k = 0; k < 8; ++k) {
+    for (int k = 0; k < n; ++k) {
       vu[2 * (i + k)] = vs[k];
       vu[2 * (i + k) + 1] = us[k];
     }
@@ -69,15 +68,25 @@ void MergeVUPlane_C(const uint8_t* u, const uint8_t* v, uint8_t* vu,
 }
 
 void SplitVUPlane_C(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes) {
-  if (bytes <= 0) return;
-  // ((bytes - 1) >> 4) + 1 blocks of 16 interleaved bytes, taken unsigned.
-  const unsigned blocks = ((static_cast<unsigned>(bytes) - 1u) >> 4) + 1u;
-  for (unsigned b = 0; b < blocks; ++b) {
+  // Blocks of 16 interleaved bytes, the last one shorter when bytes is not
+  // a multiple; an odd last byte is a V sample without its U.
+  for (int i = 0; i < bytes; i += 16) {
+    const int n = bytes - i < 16 ? bytes - i : 16;
     uint8_t block[16];
-    for (int k = 0; k < 16; ++k) block[k] = vu[16 * b + k];
-    for (int k = 0; k < 8; ++k) u[8 * b + k] = block[2 * k + 1];
-    for (int k = 0; k < 8; ++k) v[8 * b + k] = block[2 * k];
+    for (int k = 0; k < n; ++k) block[k] = vu[i + k];
+    for (int k = 0; k < n / 2; ++k) u[i / 2 + k] = block[2 * k + 1];
+    for (int k = 0; k < (n + 1) / 2; ++k) v[i / 2 + k] = block[2 * k];
   }
+}
+
+void MergeVUPlaneWholeBlocks(const uint8_t* u, const uint8_t* v, uint8_t* vu,
+                             int count) {
+  if (count > 0) MergeVUPlane(u, v, vu, (count + 7) / 8 * 8);
+}
+
+void SplitVUPlaneWholeBlocks(const uint8_t* vu, uint8_t* u, uint8_t* v,
+                             int bytes) {
+  if (bytes > 0) SplitVUPlane(vu, u, v, (bytes + 15) / 16 * 16);
 }
 
 extern "C" void ConvertI420ToNV21(unsigned char* src, unsigned char* dst,
@@ -85,14 +94,14 @@ extern "C" void ConvertI420ToNV21(unsigned char* src, unsigned char* dst,
   const int n = width * height;
   CopyBytes(dst, src, n);
   const int q = n >> 2;
-  MergeVUPlane(src + n, src + n + q, dst + n, q);
+  MergeVUPlaneWholeBlocks(src + n, src + n + q, dst + n, q);
 }
 
 extern "C" void ConvertNV21ToI420(unsigned char* src, unsigned char* dst,
                                   int width, int height) {
   const int n = width * height;
   CopyBytes(dst, src, n);
-  SplitVUPlane(src + n, dst + n, dst + n + (n >> 2), n >> 1);
+  SplitVUPlaneWholeBlocks(src + n, dst + n, dst + n + (n >> 2), n >> 1);
 }
 
 extern "C" void ConvertI420ToNV21_YUV(sYuvImage_t* src, sYuvImage_t* dst,
@@ -104,7 +113,7 @@ extern "C" void ConvertI420ToNV21_YUV(sYuvImage_t* src, sYuvImage_t* dst,
   CopyBytes(dst->pBuffer + offset, src->pBuffer + offset, n);
   if (!withChroma) return;
   const int c = PlanarChromaOffset(offset);
-  MergeVUPlane(src->pU + c, src->pV + c, dst->pU + 2 * c, n >> 2);
+  MergeVUPlaneWholeBlocks(src->pU + c, src->pV + c, dst->pU + 2 * c, n >> 2);
 }
 
 extern "C" void ConvertNV21ToI420_YUV(sYuvImage_t* src, sYuvImage_t* dst,
@@ -114,11 +123,11 @@ extern "C" void ConvertNV21ToI420_YUV(sYuvImage_t* src, sYuvImage_t* dst,
   CopyBytes(dst->pY + offset, src->pY + offset, n);
   if (!withChroma) return;
   const int c = PlanarChromaOffset(offset);
-  SplitVUPlane(src->pU + 2 * c, dst->pU + c, dst->pV + c, n >> 1);
+  SplitVUPlaneWholeBlocks(src->pU + 2 * c, dst->pU + c, dst->pV + c, n >> 1);
 }
 
 extern "C" void ConvertNV21ToI420_UV(sYuvImage_t* src, sYuvImage_t* dst,
                                      int width, int rows, int offset) {
   const int c = PlanarChromaOffset(offset);
-  SplitVUPlane(src->pU + 2 * c, dst->pU + c, dst->pV + c, (width * rows) >> 1);
+  SplitVUPlaneWholeBlocks(src->pU + 2 * c, dst->pU + c, dst->pV + c, (width * rows) >> 1);
 }

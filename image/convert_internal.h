@@ -1,10 +1,13 @@
 // Chroma movers behind the NV21 <-> I420 conversions.
 //
-// Both work in whole blocks of 8 chroma pairs and have no tail: the last
-// block may read and write up to 7 pairs past the end of the given count.
-// Each block is read completely before any of it is written, and the U
-// bytes of a block are stored before its V bytes, so the scalar and vector
+// Both read and write exactly the samples they are given: whole blocks of 8
+// chroma pairs, then one short block for the rest. Each block, the short
+// one too, is read completely before any of it is written, and the U bytes
+// of a block are stored before its V bytes, so the scalar and vector
 // versions agree byte for byte even when the ranges overlap.
+//
+// The exported conversions (convert.h) keep their whole-block stepping
+// through MergeVUPlaneWholeBlocks and SplitVUPlaneWholeBlocks below.
 #ifndef VD_IMAGE_CONVERT_INTERNAL_H_
 #define VD_IMAGE_CONVERT_INTERNAL_H_
 
@@ -12,18 +15,29 @@
 #include <stdint.h>
 
 // Interleaves count planar samples into V, U pairs: vu[2i] = v[i],
-// vu[2i + 1] = u[i], for ceil(count / 8) blocks of 8 samples. Nothing
-// happens when count <= 0.
+// vu[2i + 1] = u[i] for i < count; reads count bytes of each plane and
+// writes 2 * count. Nothing happens when count <= 0.
 void MergeVUPlane_C(const uint8_t* u, const uint8_t* v, uint8_t* vu,
                     int count);
-// Splits a run of `bytes` interleaved V, U bytes into the planes: v[i] = vu[2i],
-// u[i] = vu[2i + 1], for ceil(bytes / 16) blocks of 16 bytes. Nothing
-// happens when bytes <= 0.
+// Splits a run of `bytes` interleaved V, U bytes into the planes:
+// v[i] = vu[2i] for i < (bytes + 1) / 2 and u[i] = vu[2i + 1] for
+// i < bytes / 2, so an odd count's last byte goes to V alone. Reads bytes
+// bytes and writes nothing else. Nothing happens when bytes <= 0.
 void SplitVUPlane_C(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
 
 // The same, with the variant of the process level.
 void MergeVUPlane(const uint8_t* u, const uint8_t* v, uint8_t* vu, int count);
 void SplitVUPlane(const uint8_t* vu, uint8_t* u, uint8_t* v, int bytes);
+
+// The exported conversions' stepping: count rounded up to whole blocks of
+// 8 samples (bytes to whole blocks of 16), then the mover of the process
+// level, so the last block reads and writes up to 7 pairs past the given
+// range. The conversions' counts (a quarter or half of an int frame size)
+// never overflow the rounding.
+void MergeVUPlaneWholeBlocks(const uint8_t* u, const uint8_t* v, uint8_t* vu,
+                             int count);
+void SplitVUPlaneWholeBlocks(const uint8_t* vu, uint8_t* u, uint8_t* v,
+                             int bytes);
 
 // Vector twins: when no range overlaps another they move several blocks per
 // step; otherwise they keep the block-by-block order above (convert_walk.h).

@@ -1,8 +1,8 @@
-// The block walk shared by the SSE2, AVX2 and NEON chroma movers
+// The walk shared by the SSE2, AVX2 and NEON chroma movers
 // (convert_*.cpp): block counts, the overlap checks that allow the wide
-// steps, and the order of the steps. No intrinsics here; everything has
-// internal linkage, so the -mavx2 object and the baseline object each keep
-// their own copy.
+// steps, the order of the steps and the tail of fewer than one block. No
+// intrinsics here; everything has internal linkage, so the -mavx2 object
+// and the baseline object each keep their own copy.
 #ifndef VD_IMAGE_CONVERT_WALK_H_
 #define VD_IMAGE_CONVERT_WALK_H_
 
@@ -19,41 +19,58 @@ static inline bool RangesDisjoint(const void* a, size_t na, const void* b,
   return pa + na <= pb || pb + nb <= pa;
 }
 
-// Merge: ceil(count / 8) blocks of 8 samples (16 output bytes). When the
-// output overlaps neither input, calls wide(b) for kWide blocks b ..
-// b + kWide - 1 at a time while they last; the rest, or every block when
-// the ranges overlap, goes one block at a time through block(b), in order,
-// so overlapping ranges see exactly the reference's order.
+// Merge: count / 8 whole blocks of 8 samples (16 output bytes), then the
+// last count % 8 samples as one short block. When the output overlaps
+// neither input, calls wide(b) for kWide blocks b .. b + kWide - 1 at a
+// time while they last; the rest, or every block when the ranges overlap,
+// goes one block at a time through block(b), in order, so overlapping
+// ranges see exactly the reference's order. The short block is read
+// completely before any of it is written, as a whole one is.
 template <int kWide, typename Wide, typename Block>
 static inline void MergeVUWalk(const uint8_t* u, const uint8_t* v,
-                               const uint8_t* vu, int count, Wide wide,
+                               uint8_t* vu, int count, Wide wide,
                                Block block) {
   if (count <= 0) return;
-  const size_t blocks = (static_cast<size_t>(count) + 7) / 8;
+  const size_t n = static_cast<size_t>(count), blocks = n / 8;
   size_t b = 0;
-  if (RangesDisjoint(vu, 16 * blocks, u, 8 * blocks) &&
-      RangesDisjoint(vu, 16 * blocks, v, 8 * blocks)) {
+  if (RangesDisjoint(vu, 2 * n, u, n) && RangesDisjoint(vu, 2 * n, v, n)) {
     for (; b + kWide <= blocks; b += kWide) wide(b);
   }
   for (; b < blocks; ++b) block(b);
+  const size_t first = 8 * blocks, rest = n - first;
+  uint8_t us[8], vs[8];
+  for (size_t k = 0; k < rest; ++k) {
+    us[k] = u[first + k];
+    vs[k] = v[first + k];
+  }
+  for (size_t k = 0; k < rest; ++k) {
+    vu[2 * (first + k)] = vs[k];
+    vu[2 * (first + k) + 1] = us[k];
+  }
 }
 
-// Split: ((bytes - 1) >> 4) + 1 blocks of 16 interleaved bytes (taken
-// unsigned, as the reference does). The wide steps run only when no two of
-// the planes overlap; otherwise block by block, U stored before V.
+// Split: bytes / 16 whole blocks of 16 interleaved bytes, then the last
+// bytes % 16 as one short block: read completely, then its U samples
+// stored, then its V samples (an odd count ends on a V byte, which goes to
+// V alone). The wide steps run only when no two of the planes overlap;
+// otherwise block by block, U stored before V.
 template <int kWide, typename Wide, typename Block>
-static inline void SplitVUWalk(const uint8_t* vu, const uint8_t* u,
-                               const uint8_t* v, int bytes, Wide wide,
-                               Block block) {
+static inline void SplitVUWalk(const uint8_t* vu, uint8_t* u, uint8_t* v,
+                               int bytes, Wide wide, Block block) {
   if (bytes <= 0) return;
-  const size_t blocks = ((static_cast<unsigned>(bytes) - 1u) >> 4) + 1u;
+  const size_t n = static_cast<size_t>(bytes), blocks = n / 16;
   size_t b = 0;
-  if (RangesDisjoint(vu, 16 * blocks, u, 8 * blocks) &&
-      RangesDisjoint(vu, 16 * blocks, v, 8 * blocks) &&
-      RangesDisjoint(u, 8 * blocks, v, 8 * blocks)) {
+  if (RangesDisjoint(vu, n, u, n / 2) &&
+      RangesDisjoint(vu, n, v, (n + 1) / 2) &&
+      RangesDisjoint(u, n / 2, v, (n + 1) / 2)) {
     for (; b + kWide <= blocks; b += kWide) wide(b);
   }
   for (; b < blocks; ++b) block(b);
+  const size_t first = 16 * blocks, rest = n - first;
+  uint8_t tail[16];
+  for (size_t k = 0; k < rest; ++k) tail[k] = vu[first + k];
+  for (size_t k = 0; k < rest / 2; ++k) u[first / 2 + k] = tail[2 * k + 1];
+  for (size_t k = 0; k < (rest + 1) / 2; ++k) v[first / 2 + k] = tail[2 * k];
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// NV21 <-> I420 conversion: whole frames, stripes and the block stepping of
-// every level's chroma movers. The vector movers are compared with the
+// NV21 <-> I420 conversion: whole frames, stripes, the conversions' block
+// stepping at every level and the exact chroma movers. The vector movers are compared with the
 // scalar ones in kernel_variants_test.cpp.
 #include <gtest/gtest.h>
 
@@ -160,40 +160,30 @@ TEST(ConvertStripe, PartialLastBlockWritesToTheBlockEnd) {
 }
 
 // ---------------------------------------------------------------------------
-// Kernel-level block stepping at every level.
+// The exported stepping (the whole-block shims) and the exact movers of
+// every level.
 
-using MergeFn = void (*)(const uint8_t*, const uint8_t*, uint8_t*, int);
-using SplitFn = void (*)(const uint8_t*, uint8_t*, uint8_t*, int);
-
-struct Movers {
-  const char* name;
-  MergeFn merge;
-  SplitFn split;
-};
-
-// The scalar entry of the family's table, then every vector level this
-// machine runs.
-std::vector<Movers> AllMovers() {
-  std::vector<Movers> movers;
+// The scalar level, then every vector level this machine runs.
+std::vector<int> AllLevels() {
   std::vector<int> levels = vdtest::VectorLevels();
   levels.insert(levels.begin(), kVdSimdScalar);
-  for (int level : levels) {
-    const ChromaMoveKernels& k = VdChromaMoveKernels(level);
-    movers.push_back({vdtest::LevelName(level), k.merge, k.split});
-  }
-  return movers;
+  return levels;
 }
 
+// The conversions' shims with the process level set to each level in turn:
+// counts round up to whole blocks of 8 pairs.
 TEST(ConvertKernels, WholeBlockStepping) {
   const Bytes u = RandomBytes(64, 41), v = RandomBytes(64, 42), vu = RandomBytes(64, 43);
-  for (const Movers& m : AllMovers()) {
-    SCOPED_TRACE(m.name);
+  for (int level : AllLevels()) {
+    vdtest::SimdLevelScope scope(level);
+    ASSERT_TRUE(scope.ok());
+    SCOPED_TRACE(vdtest::LevelName(level));
     // (count, bytes written)
     const int mergeCases[][2] = {{0, 0},   {-3, 0},  {1, 16},  {8, 16},
                                  {9, 32},   {13, 32}, {16, 32}, {17, 48}};
     for (const auto& c : mergeCases) {
       Bytes out(128, kCanary);
-      m.merge(u.data(), v.data(), out.data(), c[0]);
+      MergeVUPlaneWholeBlocks(u.data(), v.data(), out.data(), c[0]);
       for (int i = 0; i < 128; ++i) {
         ASSERT_EQ(i < c[1] ? ((i & 1) ? u[i / 2] : v[i / 2]) : kCanary, out[i]) << c[0] << " " << i;
       }
@@ -202,7 +192,7 @@ TEST(ConvertKernels, WholeBlockStepping) {
     const int splitCases[][2] = {{0, 0}, {-1, 0}, {1, 8}, {16, 8}, {17, 16}, {31, 16}, {33, 24}};
     for (const auto& c : splitCases) {
       Bytes uo(64, kCanary), vo(64, kCanary);
-      m.split(vu.data(), uo.data(), vo.data(), c[0]);
+      SplitVUPlaneWholeBlocks(vu.data(), uo.data(), vo.data(), c[0]);
       for (int i = 0; i < 64; ++i) {
         ASSERT_EQ(i < c[1] ? vu[2 * i + 1] : kCanary, uo[i]) << c[0] << " U " << i;
         ASSERT_EQ(i < c[1] ? vu[2 * i] : kCanary, vo[i]) << c[0] << " V " << i;
@@ -211,15 +201,59 @@ TEST(ConvertKernels, WholeBlockStepping) {
     // A whole frame whose chroma count is not a multiple of 8 overruns the
     // U plane into the V plane. Blocks store U then V, one block at a time:
     // block 1 wrote U[8..15] = V[-1..6] after block 0's V[0..7], then its
-    // own V[8..15].
+    // own V[8..15]. The exported conversion does the same.
     const int q = 9;
     Bytes planes(64, kCanary);
-    m.split(vu.data(), planes.data(), planes.data() + q, 2 * q);
+    SplitVUPlaneWholeBlocks(vu.data(), planes.data(), planes.data() + q, 2 * q);
     const uint8_t* vp = planes.data() + q;
     for (int i = 0; i < 7; ++i) EXPECT_EQ(vu[2 * (9 + i) + 1], vp[i]) << i;
     EXPECT_EQ(vu[14], vp[7]);
     for (int i = 8; i < 16; ++i) EXPECT_EQ(vu[2 * i], vp[i]) << i;
     EXPECT_EQ(kCanary, vp[16]);
+    // The exported conversion of a 6x6 frame (9 chroma pairs) steps the
+    // same way: 32 interleaved bytes read, 7 V samples written past the
+    // frame, the same bytes as above.
+    const int w = 6, n = w * w;
+    Bytes nv21 = RandomBytes(n, 44), i420(n + q + 16, kCanary);
+    nv21.insert(nv21.end(), vu.begin(), vu.begin() + 32);
+    ConvertNV21ToI420(nv21.data(), i420.data(), w, w);
+    EXPECT_EQ(Bytes(planes.begin(), planes.begin() + q + 16), Bytes(i420.begin() + n, i420.end()));
+  }
+}
+
+// The table's movers at every level touch exactly their samples: inputs
+// and outputs end flush against a guard page (and, in a second pass, start
+// right after one) at every count 0 .. 40, odd split counts included.
+TEST(ConvertKernels, ExactMoversStayInsideTheirCount) {
+  for (int level : AllLevels()) {
+    SCOPED_TRACE(vdtest::LevelName(level));
+    const ChromaMoveKernels& k = VdChromaMoveKernels(level);
+    for (int flush = 0; flush < 2; ++flush) {
+      const auto at = flush ? GuardedBuffer::kFlushStart : GuardedBuffer::kFlushEnd;
+      for (int count = 0; count <= 40; ++count) {
+        SCOPED_TRACE(testing::Message() << "count " << count << " flush " << flush);
+        const size_t c = static_cast<size_t>(count);
+        const Bytes u = RandomBytes(c, count), v = RandomBytes(c, count + 100);
+        GuardedBuffer ub(c, at), vb(c, at), vub(2 * c, at);
+        if (count > 0) {
+          std::memcpy(ub.data(), u.data(), c);
+          std::memcpy(vb.data(), v.data(), c);
+        }
+        k.merge(ub.data(), vb.data(), vub.data(), count);
+        for (size_t i = 0; i < c; ++i) {
+          ASSERT_EQ(v[i], vub.data()[2 * i]) << i;
+          ASSERT_EQ(u[i], vub.data()[2 * i + 1]) << i;
+        }
+        // Split `count` interleaved bytes: count / 2 U samples and
+        // (count + 1) / 2 V samples.
+        const Bytes vu = RandomBytes(c, count + 200);
+        GuardedBuffer in(c, at), uo(c / 2, at), vo((c + 1) / 2, at);
+        if (count > 0) std::memcpy(in.data(), vu.data(), c);
+        k.split(in.data(), uo.data(), vo.data(), count);
+        for (size_t i = 0; i < c / 2; ++i) ASSERT_EQ(vu[2 * i + 1], uo.data()[i]) << i;
+        for (size_t i = 0; i < (c + 1) / 2; ++i) ASSERT_EQ(vu[2 * i], vo.data()[i]) << i;
+      }
+    }
   }
 }
 

@@ -366,47 +366,49 @@ TEST(KernelVariants, Resample) {
       [](auto fn, Uc* const* p, int w, int h, int, uint32_t) { fn(p[0], h, w, p[1]); });
 }
 
-// The chroma movers on count = width x rows samples, whole blocks of 8
-// pairs. Seeds pick the layout: separate planes (the wide path), or, in one
-// buffer, the ranges overlapping (the block-by-block path): the output
-// starting inside the input, or the V plane inside the U plane's last block.
+// The chroma movers on exactly count = width x rows samples (merge) or
+// interleaved bytes (split, odd counts included). Seeds pick the layout:
+// separate planes (the wide path), or, in one buffer, the ranges
+// overlapping (the block-by-block path and the short last block): the
+// output starting inside the input, or the V plane starting inside the U
+// plane.
 TEST(KernelVariants, ConvertChromaMovers) {
   ExpectSlotMatchesScalar(
-      VdChromaMoveKernels, &ChromaMoveKernels::merge, 1000, 40, false,
+      VdChromaMoveKernels, &ChromaMoveKernels::merge, 1000, 40, true,
       [](int w, int h, int, uint32_t seed) {
-        const size_t padded = (static_cast<size_t>(w) * h + 7) / 8 * 8;
-        if (seed % 2) return TestBuffers(1, 3 + 2 * padded, seed);  // vu, then u and v from 3
-        return Buffers{TestBytes(padded, seed), TestBytes(padded, seed + 1),
-                       Bytes(2 * padded, 0x5A)};
+        const size_t count = static_cast<size_t>(w) * h;
+        if (seed % 2) return TestBuffers(1, 3 + 2 * count, seed);  // vu, then u and v from 3
+        return Buffers{TestBytes(count, seed), TestBytes(count, seed + 1),
+                       Bytes(2 * count, 0x5A)};
       },
       [](auto fn, Uc* const* p, int w, int h, int, uint32_t seed) {
-        const int count = w * h, padded = (count + 7) / 8 * 8;
+        const int count = w * h;
         if (seed % 2) {
-          fn(p[0] + 3, p[0] + 3 + padded, p[0], count);
+          fn(p[0] + 3, p[0] + 3 + count, p[0], count);
         } else {
           fn(p[0], p[1], p[2], count);
         }
       });
   ExpectSlotMatchesScalar(
-      VdChromaMoveKernels, &ChromaMoveKernels::split, 1000, 40, false,
+      VdChromaMoveKernels, &ChromaMoveKernels::split, 1000, 40, true,
       [](int w, int h, int, uint32_t seed) {
-        const size_t bytes = static_cast<size_t>(w) * h, half = 8 * ((bytes + 15) / 16);
-        if (seed % 3 == 1) return TestBuffers(1, 5 + 2 * half, seed);  // vu, then u and v from 5
-        Buffers b = {TestBytes(2 * half, seed)};
+        const size_t bytes = static_cast<size_t>(w) * h;
+        if (seed % 3 == 1) return TestBuffers(1, 5 + bytes, seed);  // vu, then u and v from 5
+        Buffers b = {TestBytes(bytes, seed)};
         if (seed % 3 == 2) {
-          b.emplace_back((bytes + 1) / 2 + half, 0x5A);  // v from (bytes + 1) / 2
+          b.emplace_back(bytes / 4 + (bytes + 1) / 2, 0x5A);  // v from bytes / 4
         } else {
-          b.emplace_back(half, 0x5A);
-          b.emplace_back(half, 0xA5);
+          b.emplace_back(bytes / 2, 0x5A);
+          b.emplace_back((bytes + 1) / 2, 0xA5);
         }
         return b;
       },
       [](auto fn, Uc* const* p, int w, int h, int, uint32_t seed) {
-        const int bytes = w * h, half = 8 * ((bytes + 15) / 16);
+        const int bytes = w * h;
         if (seed % 3 == 1) {
-          fn(p[0], p[0] + 5, p[0] + 5 + half, bytes);
+          fn(p[0], p[0] + 5, p[0] + 5 + bytes / 2, bytes);
         } else if (seed % 3 == 2) {
-          fn(p[0], p[1], p[1] + (bytes + 1) / 2, bytes);
+          fn(p[0], p[1], p[1] + bytes / 4, bytes);
         } else {
           fn(p[0], p[1], p[2], bytes);
         }

@@ -332,8 +332,9 @@ void FuzzMotion(FuzzInput& in) {
       Same(sign.a, sign.b);
       break;
     case 3:
-      ThresholdImage255_C(nullptr, a.data(), out.a.data(), width, height,
-                          threshold, 255);
+      vdtest::MotionPackedSteppingModel(width, height, [&](size_t i) {
+        out.a.data()[i] = a.data()[i] > threshold ? 255 : 0;
+      });
       ThresholdImage2_neon(nullptr, a.data(), out.b.data(), width, height,
                            threshold, 255);
       break;

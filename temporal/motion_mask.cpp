@@ -53,19 +53,12 @@ void CalDiffAbsSpans_C(const unsigned char* first,
   });
 }
 
-// Every row covers only its whole 16-pixel blocks and the next row starts
-// right after them: a width that is not a multiple of 16 is walked as if the
-// plane were packed at that shorter pitch. Always writes 255 for a hit.
-void ThresholdImage255_C(unsigned char* /*unused*/, unsigned char* in,
-                         unsigned char* out, int width, int height,
-                         unsigned char threshold, unsigned char /*value*/) {
-  const int span = (width >> 4) * 16;
-  if (span <= 0) return;
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < span; ++x) out[x] = in[x] > threshold ? 255 : 0;
-    in += span;
-    out += span;
-  }
+void ThresholdImage255Spans_C(const unsigned char* in, unsigned char* out,
+                              int width, int span, int rows,
+                              unsigned char threshold) {
+  ForEachSpanPosition(width, span, rows, [&](ptrdiff_t i) {
+    out[i] = in[i] > threshold ? 255 : 0;
+  });
 }
 
 // ---------------------------------------------------------------------------
@@ -87,24 +80,26 @@ void VdInitMotionMaskKernels(MotionMaskKernels* k, int level) {
   k->sad_pairs = CalSADImageSpans_C;
   k->sad_threshold = CalSAD_threshholdSpans_C;
   k->diff_abs = CalDiffAbsSpans_C;
-  k->threshold255 = ThresholdImage255_C;
+  k->threshold255 = ThresholdImage255Spans_C;
 #if defined(__ARM_NEON)
   if (level == kVdSimdNeon) {
     k->sad_pairs = CalSADImageSpans_NEON;
     k->sad_threshold = CalSAD_threshholdSpans_NEON;
     k->diff_abs = CalDiffAbsSpans_NEON;
-    k->threshold255 = ThresholdImage255_NEON;
+    k->threshold255 = ThresholdImage255Spans_NEON;
   }
 #elif defined(VD_X86_SIMD)
   if (level == kVdSimdSse2) {
     k->sad_pairs = CalSADImageSpans_SSE2;
     k->sad_threshold = CalSAD_threshholdSpans_SSE2;
     k->diff_abs = CalDiffAbsSpans_SSE2;
+    k->threshold255 = ThresholdImage255Spans_SSE2;
   }
   if (level == kVdSimdAvx2) {
     k->sad_pairs = CalSADImageSpans_AVX2;
     k->sad_threshold = CalSAD_threshholdSpans_AVX2;
     k->diff_abs = CalDiffAbsSpans_AVX2;
+    k->threshold255 = ThresholdImage255Spans_AVX2;
   }
 #endif
   (void)level;
@@ -165,6 +160,19 @@ void CalDiffAbsStepping(const unsigned char* first,
   MotionMaskPairStepping(width, height, 16, [&](ptrdiff_t pos, int span) {
     spans(first + pos, second + pos, diff + pos, sign + pos, width, span, 2);
   });
+}
+
+// ThresholdImage2_neon's defined stepping: every row covers only its whole
+// 16-pixel blocks, span = (width >> 4) * 16 bytes, and the next row starts
+// right after them, as if the planes were packed at that pitch (the bytes
+// [0, span x height)); 255 for a hit whatever the value.
+void ThresholdImage255Stepping(const unsigned char* in, unsigned char* out,
+                               int width, int height,
+                               unsigned char threshold) {
+  const int span = width / 16 * 16;
+  if (span <= 0) return;
+  VdMotionMaskKernels(VdSimdLevel())
+      .threshold255(in, out, span, span, height, threshold);
 }
 
 }  // namespace
@@ -229,12 +237,12 @@ extern "C" int ThresholdImage2(unsigned char* /*unused*/, unsigned char* in,
   return height;
 }
 
-extern "C" void ThresholdImage2_neon(unsigned char* unused, unsigned char* in,
-                                     unsigned char* out, int width,
-                                     int height, unsigned char threshold,
-                                     unsigned char value) {
-  VdMotionMaskKernels(VdSimdLevel())
-      .threshold255(unused, in, out, width, height, threshold, value);
+extern "C" void ThresholdImage2_neon(unsigned char* /*unused*/,
+                                     unsigned char* in, unsigned char* out,
+                                     int width, int height,
+                                     unsigned char threshold,
+                                     unsigned char /*value*/) {
+  ThresholdImage255Stepping(in, out, width, height, threshold);
 }
 
 extern "C" void ThresholdImage(sYuvImage_t* first, sYuvImage_t* in,

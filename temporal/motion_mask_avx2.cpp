@@ -34,11 +34,16 @@ inline void DiffAndSign32(const unsigned char* a, const unsigned char* b,
                     _mm256_set1_epi8(1)));
 }
 
+// 0xff where v > threshold.
+inline __m256i Above(__m256i v, __m256i thr) {
+  const __m256i notAbove =
+      _mm256_cmpeq_epi8(_mm256_subs_epu8(v, thr), _mm256_setzero_si256());
+  return _mm256_xor_si256(notAbove, _mm256_set1_epi8(-1));
+}
+
 // 0xff where |a - b| > threshold.
 inline __m256i Exceeds(__m256i a, __m256i b, __m256i thr) {
-  const __m256i within =
-      _mm256_cmpeq_epi8(_mm256_subs_epu8(AbsDiff(a, b), thr), _mm256_setzero_si256());
-  return _mm256_xor_si256(within, _mm256_set1_epi8(-1));
+  return Above(AbsDiff(a, b), thr);
 }
 
 }  // namespace
@@ -76,6 +81,16 @@ void CalDiffAbsSpans_AVX2(const unsigned char* first,
       [&](ptrdiff_t i) { DiffAndSign32(first + i, second + i, diff + i, sign + i); },
       [&](ptrdiff_t i) { DiffAndSign16(first + i, second + i, diff + i, sign + i); },
       DiffSignPixel{first, second, diff, sign});
+}
+
+void ThresholdImage255Spans_AVX2(const unsigned char* in, unsigned char* out,
+                                 int width, int span, int rows,
+                                 unsigned char threshold) {
+  const __m256i thr = _mm256_set1_epi8(static_cast<char>(threshold));
+  ForEachSpanStep<32, 16>(
+      width, span, rows, [&](ptrdiff_t i) { Store32(out + i, Above(Load32(in + i), thr)); },
+      [&](ptrdiff_t i) { Store16(out + i, Above(Load16(in + i), _mm256_castsi256_si128(thr))); },
+      Above255Pixel{in, out, threshold});
 }
 
 #endif  // x86-64

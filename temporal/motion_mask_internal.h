@@ -9,7 +9,8 @@
 // (motion_mask_walk.h), so they equal the references byte for byte, an
 // output over an input of the same position included. The exported kernels'
 // drifting row-pair walk is one named shim per kernel in motion_mask.cpp
-// (MotionMaskPairStepping), which calls these span kernels.
+// (MotionMaskPairStepping), which calls these span kernels, and
+// ThresholdImage2_neon's packed-pitch walk is ThresholdImage255Stepping.
 #ifndef VD_TEMPORAL_MOTION_MASK_INTERNAL_H_
 #define VD_TEMPORAL_MOTION_MASK_INTERNAL_H_
 
@@ -51,6 +52,12 @@ using MotionDiffSpanFn = void (*)(const unsigned char* first,
                                   unsigned char* diff, unsigned char* sign,
                                   int width, int span, int rows);
 
+// threshold255: 255 where in > threshold, else 0 (one plane).
+using MotionThreshold255SpanFn = void (*)(const unsigned char* in,
+                                          unsigned char* out, int width,
+                                          int span, int rows,
+                                          unsigned char threshold);
+
 void CalSADImageSpans_C(const unsigned char* first,
                         const unsigned char* second, unsigned char* out,
                         int width, int span, int rows);
@@ -61,12 +68,9 @@ void CalSAD_threshholdSpans_C(const unsigned char* first,
 void CalDiffAbsSpans_C(const unsigned char* first,
                        const unsigned char* second, unsigned char* diff,
                        unsigned char* sign, int width, int span, int rows);
-// ThresholdImage2_neon: 255 where in > threshold, else 0, over whole 16-pixel
-// blocks of each row; value is not used.
-void ThresholdImage255_C(unsigned char* unused, unsigned char* in,
-                         unsigned char* out, int width, int height,
-                         unsigned char threshold, unsigned char value);
-
+void ThresholdImage255Spans_C(const unsigned char* in, unsigned char* out,
+                              int width, int span, int rows,
+                              unsigned char threshold);
 
 #if defined(__ARM_NEON)
 // NEON twins (motion_mask_neon.cpp), byte for byte equal to the above.
@@ -80,9 +84,9 @@ void CalSAD_threshholdSpans_NEON(const unsigned char* first,
 void CalDiffAbsSpans_NEON(const unsigned char* first,
                           const unsigned char* second, unsigned char* diff,
                           unsigned char* sign, int width, int span, int rows);
-void ThresholdImage255_NEON(unsigned char* unused, unsigned char* in,
-                            unsigned char* out, int width, int height,
-                            unsigned char threshold, unsigned char value);
+void ThresholdImage255Spans_NEON(const unsigned char* in, unsigned char* out,
+                                 int width, int span, int rows,
+                                 unsigned char threshold);
 #endif
 
 #if defined(__x86_64__) || defined(_M_X64)
@@ -98,6 +102,9 @@ void CalSAD_threshholdSpans_SSE2(const unsigned char* first,
 void CalDiffAbsSpans_SSE2(const unsigned char* first,
                           const unsigned char* second, unsigned char* diff,
                           unsigned char* sign, int width, int span, int rows);
+void ThresholdImage255Spans_SSE2(const unsigned char* in, unsigned char* out,
+                                 int width, int span, int rows,
+                                 unsigned char threshold);
 void CalSADImageSpans_AVX2(const unsigned char* first,
                            const unsigned char* second, unsigned char* out,
                            int width, int span, int rows);
@@ -108,6 +115,9 @@ void CalSAD_threshholdSpans_AVX2(const unsigned char* first,
 void CalDiffAbsSpans_AVX2(const unsigned char* first,
                           const unsigned char* second, unsigned char* diff,
                           unsigned char* sign, int width, int span, int rows);
+void ThresholdImage255Spans_AVX2(const unsigned char* in, unsigned char* out,
+                                 int width, int span, int rows,
+                                 unsigned char threshold);
 #endif
 
 // The family's variant table (base/vd_cpu.h).
@@ -115,9 +125,7 @@ struct MotionMaskKernels {
   MotionSadSpanFn sad_pairs;            // CalSADImage_neon
   MotionThresholdSpanFn sad_threshold;  // CalSAD_threshhold_neon
   MotionDiffSpanFn diff_abs;            // CalDiffAbs_neon
-  void (*threshold255)(unsigned char* unused, unsigned char* in,
-                       unsigned char* out, int width, int height,
-                       unsigned char threshold, unsigned char value);
+  MotionThreshold255SpanFn threshold255;  // ThresholdImage2_neon
 };
 void VdInitMotionMaskKernels(MotionMaskKernels* k, int level);
 const MotionMaskKernels& VdMotionMaskKernels(int level);

@@ -1,7 +1,5 @@
-// NEON twins of the motion-mask kernels (armv7 and aarch64): the span
-// kernels 16 pixels per step, the rest of a row per pixel
-// (motion_mask_walk.h); ThresholdImage255 at the packed pitch of its
-// reference (temporal_filter_walk.h).
+// NEON twins of the motion-mask span kernels (armv7 and aarch64): 16 pixels
+// per step, the rest of a row per pixel (motion_mask_walk.h).
 #include "temporal/motion_mask_internal.h"
 
 #if defined(__ARM_NEON)
@@ -10,7 +8,6 @@
 #include <stddef.h>
 
 #include "temporal/motion_mask_walk.h"
-#include "temporal/temporal_filter_walk.h"
 
 void CalSADImageSpans_NEON(const unsigned char* first,
                            const unsigned char* second, unsigned char* out,
@@ -49,14 +46,14 @@ void CalDiffAbsSpans_NEON(const unsigned char* first,
       DiffSignPixel{first, second, diff, sign});
 }
 
-// 16 pixels per step at the packed (width >> 4) * 16 pitch.
-void ThresholdImage255_NEON(unsigned char* /*unused*/, unsigned char* in,
-                            unsigned char* out, int width, int height,
-                            unsigned char threshold, unsigned char /*value*/) {
+void ThresholdImage255Spans_NEON(const unsigned char* in, unsigned char* out,
+                                 int width, int span, int rows,
+                                 unsigned char threshold) {
   const uint8x16_t thr = vdupq_n_u8(threshold);
-  ForEachPackedBlock16(width, height, [&](ptrdiff_t i) {
-    vst1q_u8(out + i, vcgtq_u8(vld1q_u8(in + i), thr));
-  });
+  ForEachSpanStep<16>(
+      width, span, rows,
+      [&](ptrdiff_t i) { vst1q_u8(out + i, vcgtq_u8(vld1q_u8(in + i), thr)); },
+      Above255Pixel{in, out, threshold});
 }
 
 #endif  // defined(__ARM_NEON)

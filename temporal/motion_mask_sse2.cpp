@@ -40,4 +40,13 @@ void CalDiffAbsSpans_SSE2(const unsigned char* first,
       DiffSignPixel{first, second, diff, sign});
 }
 
+void ThresholdImage255Spans_SSE2(const unsigned char* in, unsigned char* out,
+                                 int width, int span, int rows,
+                                 unsigned char threshold) {
+  const __m128i thr = _mm_set1_epi8(static_cast<char>(threshold));
+  ForEachSpanStep<16>(
+      width, span, rows, [&](ptrdiff_t i) { Store16(out + i, Above(Load16(in + i), thr)); },
+      Above255Pixel{in, out, threshold});
+}
+
 #endif  // x86-64

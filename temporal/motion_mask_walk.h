@@ -1,8 +1,7 @@
 // The span walk shared by the SSE2, AVX2 and NEON motion kernels
 // (motion_mask_*.cpp), with the per-step arithmetic left to the caller. No
 // intrinsics here; everything has internal linkage, so the -mavx2 object and
-// the baseline object each keep their own copy. ThresholdImage255 walks
-// packed rows (temporal_filter_walk.h).
+// the baseline object each keep their own copy.
 #ifndef VD_TEMPORAL_MOTION_MASK_WALK_H_
 #define VD_TEMPORAL_MOTION_MASK_WALK_H_
 
@@ -67,6 +66,13 @@ struct DiffSignPixel {
   void operator()(ptrdiff_t i) const {
     VdMotionDiffSign(first[i], second[i], diff + i, sign + i);
   }
+};
+
+struct Above255Pixel {
+  const unsigned char* in;
+  unsigned char* out;
+  unsigned char threshold;
+  void operator()(ptrdiff_t i) const { out[i] = in[i] > threshold ? 255 : 0; }
 };
 
 }  // namespace

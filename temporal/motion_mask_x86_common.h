@@ -19,11 +19,15 @@ static inline __m128i AbsDiff(__m128i a, __m128i b) {
   return _mm_or_si128(_mm_subs_epu8(a, b), _mm_subs_epu8(b, a));
 }
 
+// 0xff where v > threshold.
+static inline __m128i Above(__m128i v, __m128i thr) {
+  const __m128i notAbove = _mm_cmpeq_epi8(_mm_subs_epu8(v, thr), _mm_setzero_si128());
+  return _mm_xor_si128(notAbove, _mm_set1_epi8(-1));
+}
+
 // 0xff where |a - b| > threshold.
 static inline __m128i Exceeds(__m128i a, __m128i b, __m128i thr) {
-  const __m128i within =
-      _mm_cmpeq_epi8(_mm_subs_epu8(AbsDiff(a, b), thr), _mm_setzero_si128());
-  return _mm_xor_si128(within, _mm_set1_epi8(-1));
+  return Above(AbsDiff(a, b), thr);
 }
 
 // min(|a - b|, 16) and (b >= a) for 16 pixels.

@@ -269,6 +269,32 @@ TEST(MotionMaskStepping, CalDiffAbsNeonWalksAsDocumented) {
       [](uint8_t a, uint8_t b) -> uint8_t { return b >= a ? 1 : 0; });
 }
 
+TEST(MotionMaskStepping, ThresholdImage2NeonWalksAsDocumented) {
+  const uint8_t kSentinel = 0x5c;
+  std::vector<int> levels = vdtest::VectorLevels();
+  levels.insert(levels.begin(), kVdSimdScalar);
+  uint32_t seed = 1;
+  for (int w = 1; w <= 140; ++w) {
+    for (int h = 1; h <= 12; ++h, ++seed) {
+      const size_t n = static_cast<size_t>(w) * h;
+      const Bytes in = vdtest::RandomBytes(n, seed);
+      const uint8_t t = in[0];
+      Bytes want(n, kSentinel);
+      vdtest::MotionPackedSteppingModel(w, h, [&](size_t i) { want[i] = in[i] > t ? 255 : 0; });
+      vdtest::GuardedBuffer gin(n), out(n);
+      for (int level : levels) {
+        vdtest::SimdLevelScope scope(level);
+        std::memcpy(gin.data(), in.data(), n);
+        std::memset(out.data(), kSentinel, n);
+        ThresholdImage2_neon(nullptr, gin.data(), out.data(), w, h, t, 7);
+        ASSERT_EQ(Bytes(out.data(), out.data() + n), want)
+            << vdtest::LevelName(level) << " " << w << " x " << h;
+        ASSERT_EQ(Bytes(gin.data(), gin.data() + n), in) << "input modified";
+      }
+    }
+  }
+}
+
 // ---------------------------------------------------------------------------
 // Image wrappers: the luma stripe at the offset, chroma at (w/2) x (h/2) from
 // offset >> 2, and the chroma flag.

@@ -24,6 +24,15 @@ inline void MotionPairSteppingModel(int w, int h, int block, At at) {
   }
 }
 
+// The same for ThresholdImage2_neon's packed walk: S = w rounded down to
+// whole 16-pixel blocks, h rows of S bytes at a pitch of S, i.e. the bytes
+// [0, S h).
+template <typename At>
+inline void MotionPackedSteppingModel(int w, int h, At at) {
+  const long s = w >= 16 ? w / 16 * 16 : 0;
+  for (long i = 0; i < s * (h > 0 ? h : 0); ++i) at(static_cast<size_t>(i));
+}
+
 }  // namespace vdtest
 
 #endif  // VD_TESTS_MOTION_STEPPING_MODEL_H_

@@ -123,7 +123,7 @@ int RegisterKernels() {
   RegisterVariants("CalDiffAbs", VdMotionMaskKernels,
                    &MotionMaskKernels::diff_abs, luma, [](auto fn) {
                      fn(P().a.data(), P().b.data(), P().out.data(),
-                        P().out2.data(), kW, kH, 0);
+                        P().out2.data(), kW, kW, kH);
                    });
   Register("CalDiffAbs", "entry", luma, [] {
     CalDiffAbs_neon(P().a.data(), P().b.data(), P().out.data(),
@@ -142,7 +142,7 @@ int RegisterKernels() {
   RegisterVariants("CalSAD_threshhold", VdMotionMaskKernels,
                    &MotionMaskKernels::sad_threshold, chroma, [](auto fn) {
                      fn(P().a.data(), P().b.data(), P().out.data(), kW / 2,
-                        kH / 2, static_cast<unsigned char>(4));
+                        kW / 2, kH / 2, static_cast<unsigned char>(4));
                    });
   Register("CalSAD_threshhold", "entry", chroma, [] {
     CalSAD_threshhold_neon(P().a.data(), P().b.data(), P().out.data(), kW / 2,

@@ -37,6 +37,7 @@
 #include "temporal/temporal_filter_internal.h"
 #include "api/video_denoise.h"
 #include "tests/mask_stepping_model.h"
+#include "tests/motion_stepping_model.h"
 #include "tests/test_util.h"
 
 // fuzz/c_calls.c: the enumeration arguments as a C client passes them.
@@ -99,6 +100,10 @@ void Same(const Plane& a, const Plane& b) {
   if (a.size() != b.size() || std::memcmp(a.data(), b.data(), a.size()) != 0) {
     std::abort();
   }
+}
+
+uint8_t Abs(uint8_t a, uint8_t b) {
+  return static_cast<uint8_t>(a > b ? a - b : b - a);
 }
 
 // Two destination planes of n bytes with the same canary fill.
@@ -322,7 +327,8 @@ void FuzzConvert(FuzzInput& in) {
 
 // The motion kernels at any width and height: the row-pair walks of the
 // vector kernels step over whole 16- or 32-pixel blocks and stay inside the
-// plane; the others visit every pixel.
+// plane (compared with the model of that stepping); the others visit every
+// pixel.
 void FuzzMotion(FuzzInput& in) {
   const int which = in.Range(0, 10);
   const int width = in.Range(1, 320);
@@ -337,25 +343,34 @@ void FuzzMotion(FuzzInput& in) {
   Outputs out(n, flush), sign(n, flush);
   switch (which) {
     case 0:
-      CalSADImagePairs_C(a.data(), b.data(), out.a.data(), width, height);
+      // The row-pair kernels against the model of their documented
+      // stepping (tests/motion_stepping_model.h) with the plain rules.
+      vdtest::MotionPairSteppingModel(width, height, 16, [&](size_t i) {
+        out.a.data()[i] = Abs(a.data()[i], b.data()[i]);
+      });
       CalSADImage_neon(a.data(), b.data(), out.b.data(), width, height);
       break;
     case 1:
-      CalSAD_threshhold_C(a.data(), b.data(), out.a.data(), width, height,
-                          threshold);
+      vdtest::MotionPairSteppingModel(width, height, 32, [&](size_t i) {
+        out.a.data()[i] = Abs(a.data()[i], b.data()[i]) > threshold ? 255 : 0;
+      });
       CalSAD_threshhold_neon(a.data(), b.data(), out.b.data(), width, height,
                              threshold);
       break;
     case 2:
-      CalDiffAbs_C(a.data(), b.data(), out.a.data(), sign.a.data(), width,
-                   height, 0);
+      vdtest::MotionPairSteppingModel(width, height, 16, [&](size_t i) {
+        const uint8_t d = Abs(a.data()[i], b.data()[i]);
+        out.a.data()[i] = d < 16 ? d : 16;
+        sign.a.data()[i] = b.data()[i] >= a.data()[i] ? 1 : 0;
+      });
       CalDiffAbs_neon(a.data(), b.data(), out.b.data(), sign.b.data(), width,
                       height, 0);
       Same(sign.a, sign.b);
       break;
     case 3:
-      ThresholdImage255_C(nullptr, a.data(), out.a.data(), width, height,
-                          threshold, 255);
+      vdtest::MotionPackedSteppingModel(width, height, [&](size_t i) {
+        out.a.data()[i] = a.data()[i] > threshold ? 255 : 0;
+      });
       ThresholdImage2_neon(nullptr, a.data(), out.b.data(), width, height,
                            threshold, 255);
       break;

@@ -1,7 +1,8 @@
 // Motion masks: absolute differences, thresholded masks, clamped differences
 // with sign, fixed and adaptive thresholds and motion-history bit planes.
-// The vector kernels have their plain references here and their NEON twins in
-// motion_mask_neon.cpp; the exported kernels pick one at build time.
+// The span kernels and ThresholdImage255 have their plain references here and
+// their twins in motion_mask_{sse2,avx2,neon}.cpp; the exported kernels run
+// the variant of the process level from the family's table.
 #include "temporal/motion_mask.h"
 
 #include <stddef.h>
@@ -12,117 +13,52 @@
 #include "base/vd_cpu.h"
 #include "temporal/motion_mask_internal.h"
 
+// ---------------------------------------------------------------------------
+// Scalar references of the span kernels (motion_mask_internal.h): the rule
+// at every flat position r x width + [0, span) of rows 0 .. rows - 1.
+
 namespace {
 
-inline unsigned char AbsDiff(unsigned char a, unsigned char b) {
-  return static_cast<unsigned char>(a > b ? a - b : b - a);
+template <typename Pixel>
+void ForEachSpanPosition(int width, int span, int rows, Pixel pixel) {
+  for (ptrdiff_t r = 0; r < rows; ++r) {
+    for (ptrdiff_t i = r * width; i < r * width + span; ++i) pixel(i);
+  }
 }
 
 }  // namespace
 
-// ---------------------------------------------------------------------------
-// Scalar references of the vector kernels.
-
-// Row pairs of whole 16-pixel blocks. After a pair the pointers move on by the
-// blocks just covered and then by one full row, so a width that is not a
-// multiple of 16 leaves its tail columns unwritten and every later pair starts
-// width mod 16 bytes earlier than a packed second row pair would. An odd last
-// row is not visited.
-void CalSADImagePairs_C(unsigned char* first, unsigned char* second,
-                        unsigned char* out, int width, int height) {
-  const int span = (width >> 4) * 16;
-  const int pairs = height >> 1;
-  if (span <= 0) return;
-  for (int p = 0; p < pairs; ++p) {
-    for (int row = 0; row < 2; ++row) {
-      const ptrdiff_t base = static_cast<ptrdiff_t>(row) * width;
-      for (int x = 0; x < span; ++x) {
-        out[base + x] = AbsDiff(first[base + x], second[base + x]);
-      }
-    }
-    first += span;
-    second += span;
-    out += span;
-    if (p + 1 < pairs) {
-      first += width;
-      second += width;
-      out += width;
-    }
-  }
+void CalSADImageSpans_C(const unsigned char* first,
+                        const unsigned char* second, unsigned char* out,
+                        int width, int span, int rows) {
+  ForEachSpanPosition(width, span, rows, [&](ptrdiff_t i) {
+    out[i] = VdMotionAbsDiff(first[i], second[i]);
+  });
 }
 
-// Same row-pair stepping as CalSADImagePairs_C, with whole 32-pixel blocks: a
-// width below 32 writes nothing.
-void CalSAD_threshhold_C(unsigned char* first, unsigned char* second,
-                         unsigned char* out, int width, int height,
-                         unsigned char threshold) {
-  const int span = (width >> 5) * 32;
-  const int pairs = height >> 1;
-  if (span <= 0) return;
-  for (int p = 0; p < pairs; ++p) {
-    for (int row = 0; row < 2; ++row) {
-      const ptrdiff_t base = static_cast<ptrdiff_t>(row) * width;
-      for (int x = 0; x < span; ++x) {
-        out[base + x] =
-            AbsDiff(first[base + x], second[base + x]) > threshold ? 255 : 0;
-      }
-    }
-    first += span;
-    second += span;
-    out += span;
-    if (p + 1 < pairs) {
-      first += width;
-      second += width;
-      out += width;
-    }
-  }
+void CalSAD_threshholdSpans_C(const unsigned char* first,
+                              const unsigned char* second, unsigned char* out,
+                              int width, int span, int rows,
+                              unsigned char threshold) {
+  ForEachSpanPosition(width, span, rows, [&](ptrdiff_t i) {
+    out[i] = VdMotionExceeds(first[i], second[i], threshold);
+  });
 }
 
-// Row pairs of 16-pixel blocks, stepping as CalSADImagePairs_C; the sign plane
-// follows the same pitch as the difference plane.
-void CalDiffAbs_C(unsigned char* first, unsigned char* second,
-                  unsigned char* diff, unsigned char* sign, int width,
-                  int height, int /*unused*/) {
-  const int span = (width >> 4) * 16;
-  const int pairs = height >> 1;
-  if (span <= 0) return;
-  for (int p = 0; p < pairs; ++p) {
-    for (int row = 0; row < 2; ++row) {
-      const ptrdiff_t base = static_cast<ptrdiff_t>(row) * width;
-      for (int x = 0; x < span; ++x) {
-        const unsigned char a = first[base + x];
-        const unsigned char b = second[base + x];
-        const unsigned char d = AbsDiff(a, b);
-        diff[base + x] = d < 16 ? d : 16;
-        sign[base + x] = b >= a ? 1 : 0;
-      }
-    }
-    first += span;
-    second += span;
-    diff += span;
-    sign += span;
-    if (p + 1 < pairs) {
-      first += width;
-      second += width;
-      diff += width;
-      sign += width;
-    }
-  }
+void CalDiffAbsSpans_C(const unsigned char* first,
+                       const unsigned char* second, unsigned char* diff,
+                       unsigned char* sign, int width, int span, int rows) {
+  ForEachSpanPosition(width, span, rows, [&](ptrdiff_t i) {
+    VdMotionDiffSign(first[i], second[i], diff + i, sign + i);
+  });
 }
 
-// Every row covers only its whole 16-pixel blocks and the next row starts
-// right after them: a width that is not a multiple of 16 is walked as if the
-// plane were packed at that shorter pitch. Always writes 255 for a hit.
-void ThresholdImage255_C(unsigned char* /*unused*/, unsigned char* in,
-                         unsigned char* out, int width, int height,
-                         unsigned char threshold, unsigned char /*value*/) {
-  const int span = (width >> 4) * 16;
-  if (span <= 0) return;
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < span; ++x) out[x] = in[x] > threshold ? 255 : 0;
-    in += span;
-    out += span;
-  }
+void ThresholdImage255Spans_C(const unsigned char* in, unsigned char* out,
+                              int width, int span, int rows,
+                              unsigned char threshold) {
+  ForEachSpanPosition(width, span, rows, [&](ptrdiff_t i) {
+    out[i] = in[i] > threshold ? 255 : 0;
+  });
 }
 
 // ---------------------------------------------------------------------------
@@ -134,32 +70,36 @@ extern "C" int CalSADImage(unsigned char* first, unsigned char* second,
   for (int y = 0; y < height; ++y) {
     const ptrdiff_t row = static_cast<ptrdiff_t>(y) * stride;
     for (int x = 0; x < width; ++x) {
-      out[row + x] = AbsDiff(first[row + x], second[row + x]);
+      out[row + x] = VdMotionAbsDiff(first[row + x], second[row + x]);
     }
   }
   return 1;
 }
 
 void VdInitMotionMaskKernels(MotionMaskKernels* k, int level) {
-  k->sad_pairs = CalSADImagePairs_C;
-  k->sad_threshold = CalSAD_threshhold_C;
-  k->diff_abs = CalDiffAbs_C;
-  k->threshold255 = ThresholdImage255_C;
+  k->sad_pairs = CalSADImageSpans_C;
+  k->sad_threshold = CalSAD_threshholdSpans_C;
+  k->diff_abs = CalDiffAbsSpans_C;
+  k->threshold255 = ThresholdImage255Spans_C;
 #if defined(__ARM_NEON)
   if (level == kVdSimdNeon) {
-    k->sad_pairs = CalSADImagePairs_NEON;
-    k->sad_threshold = CalSAD_threshhold_NEON;
-    k->diff_abs = CalDiffAbs_NEON;
-    k->threshold255 = ThresholdImage255_NEON;
+    k->sad_pairs = CalSADImageSpans_NEON;
+    k->sad_threshold = CalSAD_threshholdSpans_NEON;
+    k->diff_abs = CalDiffAbsSpans_NEON;
+    k->threshold255 = ThresholdImage255Spans_NEON;
   }
 #elif defined(VD_X86_SIMD)
   if (level == kVdSimdSse2) {
-    k->sad_threshold = CalSAD_threshhold_SSE2;
-    k->diff_abs = CalDiffAbs_SSE2;
+    k->sad_pairs = CalSADImageSpans_SSE2;
+    k->sad_threshold = CalSAD_threshholdSpans_SSE2;
+    k->diff_abs = CalDiffAbsSpans_SSE2;
+    k->threshold255 = ThresholdImage255Spans_SSE2;
   }
   if (level == kVdSimdAvx2) {
-    k->sad_threshold = CalSAD_threshhold_AVX2;
-    k->diff_abs = CalDiffAbs_AVX2;
+    k->sad_pairs = CalSADImageSpans_AVX2;
+    k->sad_threshold = CalSAD_threshholdSpans_AVX2;
+    k->diff_abs = CalDiffAbsSpans_AVX2;
+    k->threshold255 = ThresholdImage255Spans_AVX2;
   }
 #endif
   (void)level;
@@ -169,10 +109,77 @@ const MotionMaskKernels& VdMotionMaskKernels(int level) {
   return VdSimdTable<MotionMaskKernels, VdInitMotionMaskKernels>(level);
 }
 
+namespace {
+
+// The exported row-pair kernels' defined stepping, kept for every caller
+// (the temporal pipeline included, whose results are these bytes): the
+// height / 2 row pairs cover span = whole `block`-pixel blocks of a row, the
+// first pair from byte 0, the next span + width bytes after the current one
+// (right after the span of its second row). At a width that is not a
+// multiple of the block a row's tail is left alone and later pairs drift
+// back by width mod block bytes per pair; the walk stays inside the width x
+// height plane. Calls pair(pos, span) for each pair, whose span kernel does
+// rows pos + [0, span) and pos + width + [0, span).
+template <typename Pair>
+void MotionMaskPairStepping(int width, int height, int block, Pair pair) {
+  const int span = width / block * block;
+  if (span <= 0) return;
+  const int pairs = height >> 1;
+  ptrdiff_t pos = 0;
+  for (int p = 0; p < pairs; ++p) {
+    pair(pos, span);
+    pos += static_cast<ptrdiff_t>(span) + width;
+  }
+}
+
+// The three kernels in that stepping: 16-, 32- and 16-pixel blocks.
+void CalSADImagePairsStepping(const unsigned char* first,
+                              const unsigned char* second, unsigned char* out,
+                              int width, int height) {
+  const MotionSadSpanFn spans = VdMotionMaskKernels(VdSimdLevel()).sad_pairs;
+  MotionMaskPairStepping(width, height, 16, [&](ptrdiff_t pos, int span) {
+    spans(first + pos, second + pos, out + pos, width, span, 2);
+  });
+}
+
+void CalSAD_threshholdStepping(const unsigned char* first,
+                               const unsigned char* second,
+                               unsigned char* out, int width, int height,
+                               unsigned char threshold) {
+  const MotionThresholdSpanFn spans =
+      VdMotionMaskKernels(VdSimdLevel()).sad_threshold;
+  MotionMaskPairStepping(width, height, 32, [&](ptrdiff_t pos, int span) {
+    spans(first + pos, second + pos, out + pos, width, span, 2, threshold);
+  });
+}
+
+void CalDiffAbsStepping(const unsigned char* first,
+                        const unsigned char* second, unsigned char* diff,
+                        unsigned char* sign, int width, int height) {
+  const MotionDiffSpanFn spans = VdMotionMaskKernels(VdSimdLevel()).diff_abs;
+  MotionMaskPairStepping(width, height, 16, [&](ptrdiff_t pos, int span) {
+    spans(first + pos, second + pos, diff + pos, sign + pos, width, span, 2);
+  });
+}
+
+// ThresholdImage2_neon's defined stepping: every row covers only its whole
+// 16-pixel blocks, span = (width >> 4) * 16 bytes, and the next row starts
+// right after them, as if the planes were packed at that pitch (the bytes
+// [0, span x height)); 255 for a hit whatever the value.
+void ThresholdImage255Stepping(const unsigned char* in, unsigned char* out,
+                               int width, int height,
+                               unsigned char threshold) {
+  const int span = width / 16 * 16;
+  if (span <= 0) return;
+  VdMotionMaskKernels(VdSimdLevel())
+      .threshold255(in, out, span, span, height, threshold);
+}
+
+}  // namespace
+
 extern "C" void CalSADImage_neon(unsigned char* first, unsigned char* second,
                                  unsigned char* out, int width, int height) {
-  VdMotionMaskKernels(VdSimdLevel()).sad_pairs(first, second, out, width,
-                                               height);
+  CalSADImagePairsStepping(first, second, out, width, height);
 }
 
 extern "C" void CalYuvImageSAD(sYuvImage_t* first, sYuvImage_t* second,
@@ -193,8 +200,7 @@ extern "C" void CalSAD_threshhold_neon(unsigned char* first,
                                        unsigned char* second,
                                        unsigned char* out, int width,
                                        int height, unsigned char threshold) {
-  VdMotionMaskKernels(VdSimdLevel())
-      .sad_threshold(first, second, out, width, height, threshold);
+  CalSAD_threshholdStepping(first, second, out, width, height, threshold);
 }
 
 // Chroma-only change mask: luma is left alone and both chroma planes use the
@@ -215,9 +221,8 @@ extern "C" void CalSAD_threshholdProc(sYuvImage_t* first, sYuvImage_t* second,
 
 extern "C" void CalDiffAbs_neon(unsigned char* first, unsigned char* second,
                                 unsigned char* diff, unsigned char* sign,
-                                int width, int height, int unused) {
-  VdMotionMaskKernels(VdSimdLevel())
-      .diff_abs(first, second, diff, sign, width, height, unused);
+                                int width, int height, int /*unused*/) {
+  CalDiffAbsStepping(first, second, diff, sign, width, height);
 }
 
 extern "C" int ThresholdImage2(unsigned char* /*unused*/, unsigned char* in,
@@ -232,12 +237,12 @@ extern "C" int ThresholdImage2(unsigned char* /*unused*/, unsigned char* in,
   return height;
 }
 
-extern "C" void ThresholdImage2_neon(unsigned char* unused, unsigned char* in,
-                                     unsigned char* out, int width,
-                                     int height, unsigned char threshold,
-                                     unsigned char value) {
-  VdMotionMaskKernels(VdSimdLevel())
-      .threshold255(unused, in, out, width, height, threshold, value);
+extern "C" void ThresholdImage2_neon(unsigned char* /*unused*/,
+                                     unsigned char* in, unsigned char* out,
+                                     int width, int height,
+                                     unsigned char threshold,
+                                     unsigned char /*value*/) {
+  ThresholdImage255Stepping(in, out, width, height, threshold);
 }
 
 extern "C" void ThresholdImage(sYuvImage_t* first, sYuvImage_t* in,

@@ -7,7 +7,12 @@
  * Buffer sizes for a direct call: every plane is width x height bytes and
  * nothing outside it is touched. The vector kernels (the _neon names) walk
  * row pairs of whole 16- or 32-pixel blocks and stay inside the plane at
- * any width; a row's tail is left alone. CalSADImage takes height rows
+ * any width; a row's tail is left alone. CalSADImage_neon, CalDiffAbs_neon
+ * (16) and CalSAD_threshhold_neon (32): with S = width rounded down to whole
+ * blocks, pair p = 0 .. height / 2 - 1 covers the bytes p x (S + width) +
+ * [0, S) and p x (S + width) + width + [0, S), so at a width that is not a
+ * multiple of the block later pairs start width mod block bytes earlier
+ * per pair than a row pair would. CalSADImage takes height rows
  * stride bytes apart: (height - 1) x stride + width bytes. MotionDetection
  * with the chroma flag and height >= 2 takes mask and history as I420
  * blocks: n + n / 4 + (width / 2) x (height / 2) bytes, n = width x height.

@@ -1,6 +1,6 @@
-// AVX2 twins of the frame-path motion kernels; compiled with -mavx2 and run
-// only on processors that have it. They walk the planes as the references
-// in motion_mask.cpp do (motion_mask_walk.h).
+// AVX2 twins of the motion-mask span kernels; compiled with -mavx2 and run
+// only on processors that have it. 32 pixels per step, then 16, then the
+// rest of a row per pixel (motion_mask_walk.h).
 #include "temporal/motion_mask_internal.h"
 
 #if defined(__x86_64__) || defined(_M_X64)
@@ -34,42 +34,63 @@ inline void DiffAndSign32(const unsigned char* a, const unsigned char* b,
                     _mm256_set1_epi8(1)));
 }
 
+// 0xff where v > threshold.
+inline __m256i Above(__m256i v, __m256i thr) {
+  const __m256i notAbove =
+      _mm256_cmpeq_epi8(_mm256_subs_epu8(v, thr), _mm256_setzero_si256());
+  return _mm256_xor_si256(notAbove, _mm256_set1_epi8(-1));
+}
+
 // 0xff where |a - b| > threshold.
 inline __m256i Exceeds(__m256i a, __m256i b, __m256i thr) {
-  const __m256i within =
-      _mm256_cmpeq_epi8(_mm256_subs_epu8(AbsDiff(a, b), thr), _mm256_setzero_si256());
-  return _mm256_xor_si256(within, _mm256_set1_epi8(-1));
+  return Above(AbsDiff(a, b), thr);
 }
 
 }  // namespace
 
-// Two rows of 32 pixels per step.
-void CalSAD_threshhold_AVX2(unsigned char* first, unsigned char* second,
-                            unsigned char* out, int width, int height,
-                            unsigned char threshold) {
-  const __m256i thr = _mm256_set1_epi8(static_cast<char>(threshold));
-  ForEachRowPairStep<32>(width, height, Span32(width), [&](ptrdiff_t i, ptrdiff_t j) {
-    const __m256i a0 = Load32(first + i), b0 = Load32(second + i);
-    const __m256i a1 = Load32(first + j), b1 = Load32(second + j);
-    Store32(out + i, Exceeds(a0, b0, thr));
-    Store32(out + j, Exceeds(a1, b1, thr));
-  });
+void CalSADImageSpans_AVX2(const unsigned char* first,
+                           const unsigned char* second, unsigned char* out,
+                           int width, int span, int rows) {
+  ForEachSpanStep<32, 16>(
+      width, span, rows,
+      [&](ptrdiff_t i) { Store32(out + i, AbsDiff(Load32(first + i), Load32(second + i))); },
+      [&](ptrdiff_t i) { Store16(out + i, AbsDiff(Load16(first + i), Load16(second + i))); },
+      SadPixel{first, second, out});
 }
 
-// Two rows of 16-pixel blocks, 32 pixels per step while two blocks remain.
-void CalDiffAbs_AVX2(unsigned char* first, unsigned char* second,
-                     unsigned char* diff, unsigned char* sign, int width,
-                     int height, int /*unused*/) {
-  ForEachRowPairStep<32, 16>(
-      width, height, Span16(width),
-      [&](ptrdiff_t i, ptrdiff_t j) {
-        DiffAndSign32(first + i, second + i, diff + i, sign + i);
-        DiffAndSign32(first + j, second + j, diff + j, sign + j);
+void CalSAD_threshholdSpans_AVX2(const unsigned char* first,
+                                 const unsigned char* second,
+                                 unsigned char* out, int width, int span,
+                                 int rows, unsigned char threshold) {
+  const __m256i thr = _mm256_set1_epi8(static_cast<char>(threshold));
+  ForEachSpanStep<32, 16>(
+      width, span, rows,
+      [&](ptrdiff_t i) { Store32(out + i, Exceeds(Load32(first + i), Load32(second + i), thr)); },
+      [&](ptrdiff_t i) {
+        Store16(out + i, Exceeds(Load16(first + i), Load16(second + i),
+                                 _mm256_castsi256_si128(thr)));
       },
-      [&](ptrdiff_t i, ptrdiff_t j) {
-        DiffAndSign16(first + i, second + i, diff + i, sign + i);
-        DiffAndSign16(first + j, second + j, diff + j, sign + j);
-      });
+      ExceedsPixel{first, second, out, threshold});
+}
+
+void CalDiffAbsSpans_AVX2(const unsigned char* first,
+                          const unsigned char* second, unsigned char* diff,
+                          unsigned char* sign, int width, int span, int rows) {
+  ForEachSpanStep<32, 16>(
+      width, span, rows,
+      [&](ptrdiff_t i) { DiffAndSign32(first + i, second + i, diff + i, sign + i); },
+      [&](ptrdiff_t i) { DiffAndSign16(first + i, second + i, diff + i, sign + i); },
+      DiffSignPixel{first, second, diff, sign});
+}
+
+void ThresholdImage255Spans_AVX2(const unsigned char* in, unsigned char* out,
+                                 int width, int span, int rows,
+                                 unsigned char threshold) {
+  const __m256i thr = _mm256_set1_epi8(static_cast<char>(threshold));
+  ForEachSpanStep<32, 16>(
+      width, span, rows, [&](ptrdiff_t i) { Store32(out + i, Above(Load32(in + i), thr)); },
+      [&](ptrdiff_t i) { Store16(out + i, Above(Load16(in + i), _mm256_castsi256_si128(thr))); },
+      Above255Pixel{in, out, threshold});
 }
 
 #endif  // x86-64

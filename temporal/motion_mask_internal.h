@@ -1,76 +1,131 @@
-// Reference and vector variants of the motion-mask kernels. Each shares the
-// signature of the exported kernel it implements; the exported function
-// runs the variant of the process level from the family's table. All
-// variants walk the planes with the same block and row-pair stepping, so
-// they write exactly the same bytes.
+// Reference and vector variants of the motion-mask kernels.
+//
+// Each output byte depends only on the input bytes at the same flat
+// position, so the row-pair span kernels are defined on flat positions: for
+// r in 0 .. rows - 1, the bytes r x width .. r x width + span - 1 from every
+// plane pointer (span may be longer than a row and run on into the next).
+// They read and write exactly those bytes. The vector twins go through each
+// row of a span in whole blocks and finish it per pixel with the same rule
+// (motion_mask_walk.h), so they equal the references byte for byte, an
+// output over an input of the same position included. The exported kernels'
+// drifting row-pair walk is one named shim per kernel in motion_mask.cpp
+// (MotionMaskPairStepping), which calls these span kernels, and
+// ThresholdImage2_neon's packed-pitch walk is ThresholdImage255Stepping.
 #ifndef VD_TEMPORAL_MOTION_MASK_INTERNAL_H_
 #define VD_TEMPORAL_MOTION_MASK_INTERNAL_H_
 
+#include <stddef.h>
 #include <stdint.h>
 
-// CalSADImage_neon: |first - second| over row pairs of 16-pixel blocks.
-void CalSADImagePairs_C(unsigned char* first, unsigned char* second,
-                        unsigned char* out, int width, int height);
-// CalSAD_threshhold_neon: 255 where |first - second| > threshold, else 0,
-// over row pairs of 32-pixel blocks.
-void CalSAD_threshhold_C(unsigned char* first, unsigned char* second,
-                         unsigned char* out, int width, int height,
-                         unsigned char threshold);
-// CalDiffAbs_neon: min(|a - b|, 16) and the sign (1 where b >= a) over row
-// pairs of 16-pixel blocks.
-void CalDiffAbs_C(unsigned char* first, unsigned char* second,
-                  unsigned char* diff, unsigned char* sign, int width,
-                  int height, int unused);
-// ThresholdImage2_neon: 255 where in > threshold, else 0, over whole 16-pixel
-// blocks of each row; value is not used.
-void ThresholdImage255_C(unsigned char* unused, unsigned char* in,
-                         unsigned char* out, int width, int height,
-                         unsigned char threshold, unsigned char value);
+// The rules at one position.
+static inline unsigned char VdMotionAbsDiff(unsigned char a, unsigned char b) {
+  return static_cast<unsigned char>(a > b ? a - b : b - a);
+}
+// 255 where |a - b| > threshold, else 0.
+static inline unsigned char VdMotionExceeds(unsigned char a, unsigned char b,
+                                            unsigned char threshold) {
+  return VdMotionAbsDiff(a, b) > threshold ? 255 : 0;
+}
+// min(|a - b|, 16) into *diff and 1 into *sign where b >= a, else 0.
+static inline void VdMotionDiffSign(unsigned char a, unsigned char b,
+                                    unsigned char* diff, unsigned char* sign) {
+  const unsigned char d = VdMotionAbsDiff(a, b);
+  *diff = d < 16 ? d : 16;
+  *sign = b >= a ? 1 : 0;
+}
+
+// Span kernels (rows of `span` bytes, `width` bytes apart; see above).
+// sad_pairs: |first - second|.
+using MotionSadSpanFn = void (*)(const unsigned char* first,
+                                 const unsigned char* second,
+                                 unsigned char* out, int width, int span,
+                                 int rows);
+// sad_threshold: 255 where |first - second| > threshold, else 0.
+using MotionThresholdSpanFn = void (*)(const unsigned char* first,
+                                       const unsigned char* second,
+                                       unsigned char* out, int width,
+                                       int span, int rows,
+                                       unsigned char threshold);
+// diff_abs: min(|first - second|, 16) and the sign (1 where second >= first).
+using MotionDiffSpanFn = void (*)(const unsigned char* first,
+                                  const unsigned char* second,
+                                  unsigned char* diff, unsigned char* sign,
+                                  int width, int span, int rows);
+
+// threshold255: 255 where in > threshold, else 0 (one plane).
+using MotionThreshold255SpanFn = void (*)(const unsigned char* in,
+                                          unsigned char* out, int width,
+                                          int span, int rows,
+                                          unsigned char threshold);
+
+void CalSADImageSpans_C(const unsigned char* first,
+                        const unsigned char* second, unsigned char* out,
+                        int width, int span, int rows);
+void CalSAD_threshholdSpans_C(const unsigned char* first,
+                              const unsigned char* second, unsigned char* out,
+                              int width, int span, int rows,
+                              unsigned char threshold);
+void CalDiffAbsSpans_C(const unsigned char* first,
+                       const unsigned char* second, unsigned char* diff,
+                       unsigned char* sign, int width, int span, int rows);
+void ThresholdImage255Spans_C(const unsigned char* in, unsigned char* out,
+                              int width, int span, int rows,
+                              unsigned char threshold);
 
 #if defined(__ARM_NEON)
-void CalSADImagePairs_NEON(unsigned char* first, unsigned char* second,
-                           unsigned char* out, int width, int height);
-void CalSAD_threshhold_NEON(unsigned char* first, unsigned char* second,
-                            unsigned char* out, int width, int height,
-                            unsigned char threshold);
-void CalDiffAbs_NEON(unsigned char* first, unsigned char* second,
-                     unsigned char* diff, unsigned char* sign, int width,
-                     int height, int unused);
-void ThresholdImage255_NEON(unsigned char* unused, unsigned char* in,
-                            unsigned char* out, int width, int height,
-                            unsigned char threshold, unsigned char value);
+// NEON twins (motion_mask_neon.cpp), byte for byte equal to the above.
+void CalSADImageSpans_NEON(const unsigned char* first,
+                           const unsigned char* second, unsigned char* out,
+                           int width, int span, int rows);
+void CalSAD_threshholdSpans_NEON(const unsigned char* first,
+                                 const unsigned char* second,
+                                 unsigned char* out, int width, int span,
+                                 int rows, unsigned char threshold);
+void CalDiffAbsSpans_NEON(const unsigned char* first,
+                          const unsigned char* second, unsigned char* diff,
+                          unsigned char* sign, int width, int span, int rows);
+void ThresholdImage255Spans_NEON(const unsigned char* in, unsigned char* out,
+                                 int width, int span, int rows,
+                                 unsigned char threshold);
 #endif
 
 #if defined(__x86_64__) || defined(_M_X64)
-// x86-64 twins of the frame-path kernels, with the same row-pair stepping
-// (AVX2 only where the processor has it).
-void CalSAD_threshhold_SSE2(unsigned char* first, unsigned char* second,
-                            unsigned char* out, int width, int height,
-                            unsigned char threshold);
-void CalDiffAbs_SSE2(unsigned char* first, unsigned char* second,
-                     unsigned char* diff, unsigned char* sign, int width,
-                     int height, int unused);
-void CalSAD_threshhold_AVX2(unsigned char* first, unsigned char* second,
-                            unsigned char* out, int width, int height,
-                            unsigned char threshold);
-void CalDiffAbs_AVX2(unsigned char* first, unsigned char* second,
-                     unsigned char* diff, unsigned char* sign, int width,
-                     int height, int unused);
+// x86-64 twins (motion_mask_sse2.cpp; motion_mask_avx2.cpp, used only where
+// the processor has AVX2).
+void CalSADImageSpans_SSE2(const unsigned char* first,
+                           const unsigned char* second, unsigned char* out,
+                           int width, int span, int rows);
+void CalSAD_threshholdSpans_SSE2(const unsigned char* first,
+                                 const unsigned char* second,
+                                 unsigned char* out, int width, int span,
+                                 int rows, unsigned char threshold);
+void CalDiffAbsSpans_SSE2(const unsigned char* first,
+                          const unsigned char* second, unsigned char* diff,
+                          unsigned char* sign, int width, int span, int rows);
+void ThresholdImage255Spans_SSE2(const unsigned char* in, unsigned char* out,
+                                 int width, int span, int rows,
+                                 unsigned char threshold);
+void CalSADImageSpans_AVX2(const unsigned char* first,
+                           const unsigned char* second, unsigned char* out,
+                           int width, int span, int rows);
+void CalSAD_threshholdSpans_AVX2(const unsigned char* first,
+                                 const unsigned char* second,
+                                 unsigned char* out, int width, int span,
+                                 int rows, unsigned char threshold);
+void CalDiffAbsSpans_AVX2(const unsigned char* first,
+                          const unsigned char* second, unsigned char* diff,
+                          unsigned char* sign, int width, int span, int rows);
+void ThresholdImage255Spans_AVX2(const unsigned char* in, unsigned char* out,
+                                 int width, int span, int rows,
+                                 unsigned char threshold);
 #endif
 
 // The family's variant table (base/vd_cpu.h).
 struct MotionMaskKernels {
-  void (*sad_pairs)(unsigned char* first, unsigned char* second,
-                    unsigned char* out, int width, int height);
-  void (*sad_threshold)(unsigned char* first, unsigned char* second,
-                        unsigned char* out, int width, int height,
-                        unsigned char threshold);
-  void (*diff_abs)(unsigned char* first, unsigned char* second,
-                   unsigned char* diff, unsigned char* sign, int width,
-                   int height, int unused);
-  void (*threshold255)(unsigned char* unused, unsigned char* in,
-                       unsigned char* out, int width, int height,
-                       unsigned char threshold, unsigned char value);
+  MotionSadSpanFn sad_pairs;            // CalSADImage_neon
+  MotionThresholdSpanFn sad_threshold;  // CalSAD_threshhold_neon
+  MotionDiffSpanFn diff_abs;            // CalDiffAbs_neon
+  MotionThreshold255SpanFn threshold255;  // ThresholdImage2_neon
 };
 void VdInitMotionMaskKernels(MotionMaskKernels* k, int level);
 const MotionMaskKernels& VdMotionMaskKernels(int level);

@@ -1,6 +1,5 @@
 // The packed block walk shared by the vector twins of the temporal blends
-// (temporal_filter_*.cpp) and of ThresholdImage255 (motion_mask_neon.cpp):
-// the stepping of the references, with the per-block arithmetic left to the
+// (temporal_filter_*.cpp): the stepping of the references, with the per-block arithmetic left to the
 // caller. No intrinsics here; everything has internal linkage, so the -mavx2
 // object and the baseline object each keep their own copy.
 #ifndef VD_TEMPORAL_TEMPORAL_FILTER_WALK_H_

@@ -245,12 +245,22 @@ TEST(KernelVariants, Bilateral) {
 
 // ---- temporal --------------------------------------------------------------
 
-// The row-pair walk of the motion-mask kernels: rows of whole blocks of
-// `block` pixels in pairs, each pair starting span + width bytes after the
-// last; the bytes up to the end of the last pair's second row.
-size_t PairWalkBytes(int w, int h, int block) {
-  const size_t span = static_cast<size_t>(w / block * block), pairs = static_cast<size_t>(h / 2);
-  return span && pairs ? pairs * (span + w) : 0;
+// The span of a motion-mask span kernel's run: by seed, whole 16-pixel
+// blocks of the width (none below 16), any length up to the width, or longer
+// than a row (running on into the next). Its rows go `width` bytes apart, so
+// each plane holds (rows - 1) x width + span bytes.
+int MotionSpan(int w, uint32_t seed) {
+  const int pick = static_cast<int>(seed / 3);
+  switch (seed % 3) {
+    case 0: return w / 16 * 16;
+    case 1: return 1 + pick % w;
+    default: return w + 1 + pick % 50;
+  }
+}
+
+size_t MotionSpanBytes(int w, int h, uint32_t seed) {
+  const int span = MotionSpan(w, seed);
+  return span > 0 ? static_cast<size_t>(h - 1) * w + span : 0;
 }
 
 // First and second plane (the second near the first at even positions, so
@@ -271,33 +281,37 @@ TEST(KernelVariants, MotionMask) {
   ExpectSlotMatchesScalar(
       table, &MotionMaskKernels::sad_pairs, 1920, 12, false,
       [](int w, int h, int, uint32_t seed) {
-        return MotionPlanes(3, PairWalkBytes(w, h, 16), seed);
+        return MotionPlanes(3, MotionSpanBytes(w, h, seed), seed);
       },
-      [](auto fn, Uc* const* p, int w, int h, int, uint32_t) { fn(p[0], p[1], p[2], w, h); });
+      [](auto fn, Uc* const* p, int w, int h, int, uint32_t seed) {
+        fn(p[0], p[1], p[2], w, MotionSpan(w, seed), h);
+      });
   // In place (the output over the first plane) on some seeds.
   ExpectSlotMatchesScalar(
       table, &MotionMaskKernels::sad_threshold, 1920, 12, false,
       [](int w, int h, int, uint32_t seed) {
-        return MotionPlanes(3, PairWalkBytes(w, h, 32), seed);
+        return MotionPlanes(3, MotionSpanBytes(w, h, seed), seed);
       },
       [](auto fn, Uc* const* p, int w, int h, int, uint32_t seed) {
-        fn(p[0], p[1], seed & 8 ? p[0] : p[2], w, h, Threshold(seed));
+        fn(p[0], p[1], seed & 8 ? p[0] : p[2], w, MotionSpan(w, seed), h, Threshold(seed));
       });
+  // The difference over the first plane on some seeds.
   ExpectSlotMatchesScalar(
       table, &MotionMaskKernels::diff_abs, 1920, 12, false,
       [](int w, int h, int, uint32_t seed) {
-        return MotionPlanes(4, PairWalkBytes(w, h, 16), seed);
+        return MotionPlanes(4, MotionSpanBytes(w, h, seed), seed);
       },
-      [](auto fn, Uc* const* p, int w, int h, int, uint32_t) {
-        fn(p[0], p[1], p[2], p[3], w, h, 0);
+      [](auto fn, Uc* const* p, int w, int h, int, uint32_t seed) {
+        fn(p[0], p[1], seed & 8 ? p[0] : p[2], p[3], w, MotionSpan(w, seed), h);
       });
+  // In place on some seeds.
   ExpectSlotMatchesScalar(
       table, &MotionMaskKernels::threshold255, 1920, 12, false,
       [](int w, int h, int, uint32_t seed) {
-        return TestBuffers(2, static_cast<size_t>(w / 16 * 16) * h, seed);
+        return TestBuffers(2, MotionSpanBytes(w, h, seed), seed);
       },
       [](auto fn, Uc* const* p, int w, int h, int, uint32_t seed) {
-        fn(nullptr, p[0], p[1], w, h, Threshold(seed), 9);
+        fn(p[0], seed & 8 ? p[0] : p[1], w, MotionSpan(w, seed), h, Threshold(seed));
       });
 }
 

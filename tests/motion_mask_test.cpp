@@ -15,7 +15,9 @@
 
 #include "base/vd_alloc.h"
 #include "temporal/motion_mask.h"
+#include "base/vd_cpu.h"
 #include "temporal/motion_mask_internal.h"
+#include "tests/motion_stepping_model.h"
 #include "tests/test_util.h"
 
 namespace {
@@ -189,6 +191,105 @@ TEST(MotionMaskStepping, ConcreteFiguresAtAwkwardWidths) {
     for (size_t i = 0; i < c.map.size(); ++i) {
       if (c.map[i]) {
         EXPECT_EQ(got.value[i], c.rule(i)) << i;
+      }
+    }
+  }
+}
+
+// The exported row-pair kernels at every width 1 .. 140 and height 1 .. 12
+// and every level this machine runs, each buffer exactly the width x height
+// plane against a guard page: run(a, b, out, out2, w, h) must write the
+// bytes vdtest::MotionPairSteppingModel gives for the block with rule(i)
+// (and rule2(i) into out2), leave every other byte and the inputs alone.
+using PairKernel = std::function<void(uint8_t*, uint8_t*, uint8_t*, uint8_t*, int, int)>;
+void ExpectDocumentedPairStepping(int block, const PairKernel& run,
+                                  const std::function<uint8_t(uint8_t, uint8_t)>& rule,
+                                  const std::function<uint8_t(uint8_t, uint8_t)>& rule2) {
+  const uint8_t kSentinel = 0x5c;
+  std::vector<int> levels = vdtest::VectorLevels();
+  levels.insert(levels.begin(), kVdSimdScalar);
+  uint32_t seed = 1;
+  for (int w = 1; w <= 140; ++w) {
+    for (int h = 1; h <= 12; ++h, ++seed) {
+      const size_t n = static_cast<size_t>(w) * h;
+      const Bytes a = vdtest::RandomBytes(n, seed);
+      Bytes b = vdtest::RandomBytes(n, seed + 7777);
+      for (size_t i = 0; i < n; i += 2) b[i] = static_cast<uint8_t>(a[i] + b[i] % 41 - 20);
+      Bytes want(n, kSentinel), want2(n, kSentinel);
+      vdtest::MotionPairSteppingModel(w, h, block, [&](size_t i) {
+        want[i] = rule(a[i], b[i]);
+        want2[i] = rule2(a[i], b[i]);
+      });
+      vdtest::GuardedBuffer ga(n), gb(n), out(n), out2(n);
+      for (int level : levels) {
+        vdtest::SimdLevelScope scope(level);
+        std::memcpy(ga.data(), a.data(), n);
+        std::memcpy(gb.data(), b.data(), n);
+        std::memset(out.data(), kSentinel, n);
+        std::memset(out2.data(), kSentinel, n);
+        run(ga.data(), gb.data(), out.data(), out2.data(), w, h);
+        ASSERT_EQ(Bytes(out.data(), out.data() + n), want)
+            << vdtest::LevelName(level) << " " << w << " x " << h;
+        ASSERT_EQ(Bytes(out2.data(), out2.data() + n), want2)
+            << vdtest::LevelName(level) << " " << w << " x " << h;
+        ASSERT_EQ(Bytes(ga.data(), ga.data() + n), a) << "first modified";
+        ASSERT_EQ(Bytes(gb.data(), gb.data() + n), b) << "second modified";
+      }
+    }
+  }
+}
+
+const auto kUntouched = [](uint8_t, uint8_t) -> uint8_t { return 0x5c; };
+
+TEST(MotionMaskStepping, CalSADImageNeonWalksAsDocumented) {
+  ExpectDocumentedPairStepping(
+      16, [](uint8_t* a, uint8_t* b, uint8_t* o, uint8_t*, int w, int h) {
+        CalSADImage_neon(a, b, o, w, h);
+      },
+      Abs, kUntouched);
+}
+
+TEST(MotionMaskStepping, CalSADThreshholdNeonWalksAsDocumented) {
+  for (uint8_t t : {0, 4, 13, 254, 255}) {
+    SCOPED_TRACE(testing::Message() << "threshold " << int{t});
+    ExpectDocumentedPairStepping(
+        32, [t](uint8_t* a, uint8_t* b, uint8_t* o, uint8_t*, int w, int h) {
+          CalSAD_threshhold_neon(a, b, o, w, h, t);
+        },
+        [t](uint8_t a, uint8_t b) -> uint8_t { return Abs(a, b) > t ? 255 : 0; }, kUntouched);
+  }
+}
+
+TEST(MotionMaskStepping, CalDiffAbsNeonWalksAsDocumented) {
+  ExpectDocumentedPairStepping(
+      16, [](uint8_t* a, uint8_t* b, uint8_t* d, uint8_t* s, int w, int h) {
+        CalDiffAbs_neon(a, b, d, s, w, h, 0);
+      },
+      [](uint8_t a, uint8_t b) { return std::min<uint8_t>(Abs(a, b), 16); },
+      [](uint8_t a, uint8_t b) -> uint8_t { return b >= a ? 1 : 0; });
+}
+
+TEST(MotionMaskStepping, ThresholdImage2NeonWalksAsDocumented) {
+  const uint8_t kSentinel = 0x5c;
+  std::vector<int> levels = vdtest::VectorLevels();
+  levels.insert(levels.begin(), kVdSimdScalar);
+  uint32_t seed = 1;
+  for (int w = 1; w <= 140; ++w) {
+    for (int h = 1; h <= 12; ++h, ++seed) {
+      const size_t n = static_cast<size_t>(w) * h;
+      const Bytes in = vdtest::RandomBytes(n, seed);
+      const uint8_t t = in[0];
+      Bytes want(n, kSentinel);
+      vdtest::MotionPackedSteppingModel(w, h, [&](size_t i) { want[i] = in[i] > t ? 255 : 0; });
+      vdtest::GuardedBuffer gin(n), out(n);
+      for (int level : levels) {
+        vdtest::SimdLevelScope scope(level);
+        std::memcpy(gin.data(), in.data(), n);
+        std::memset(out.data(), kSentinel, n);
+        ThresholdImage2_neon(nullptr, gin.data(), out.data(), w, h, t, 7);
+        ASSERT_EQ(Bytes(out.data(), out.data() + n), want)
+            << vdtest::LevelName(level) << " " << w << " x " << h;
+        ASSERT_EQ(Bytes(gin.data(), gin.data() + n), in) << "input modified";
       }
     }
   }

@@ -66,15 +66,12 @@ BENCHMARK(BM_Frame)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 
-// Engine/level:L/threads:T/height:H: the same frames through one engine
-// denoiser (vd_denoise) with T threads, at 1920x1080 or 3840x2160.
-void BM_Engine(benchmark::State& state) {
-  const int level = static_cast<int>(state.range(0));
-  const int threads = static_cast<int>(state.range(1));
-  const int h = static_cast<int>(state.range(2));
-  const int w = h == kH ? kW : h * 16 / 9;
-  const size_t frame = static_cast<size_t>(w) * h * 3 / 2;
-  const int type = kLevelPairs[level][0], iso = kLevelPairs[level][1];
+// One engine denoiser with `threads` threads on w x h NV21 frames whose rows
+// are `pad` bytes longer than the width (0: packed), type and ISO fixed.
+void RunEngine(benchmark::State& state, int w, int h, int pad, int threads,
+               int type, int iso) {
+  const int stride = w + pad;
+  const size_t frame = static_cast<size_t>(stride) * h * 3 / 2;
   vd_options o;
   vd_options_init(&o);
   o.max_width = w;
@@ -90,9 +87,15 @@ void BM_Engine(benchmark::State& state) {
     in.push_back(vdbench::Scene(frame, 11 + i));
     out.push_back(vdbench::Zeros(frame));
   }
+  const auto view = [&](std::vector<uint8_t>& b) {
+    vd_frame f = {w, h, b.data(), nullptr, nullptr, stride, stride, 2};
+    f.v = b.data() + static_cast<size_t>(stride) * h;
+    f.u = f.v + 1;
+    return f;
+  };
   auto run = [&](int k) {
-    const vd_frame src = vd_frame_nv21(in[k].data(), w, h);
-    const vd_frame dst = vd_frame_nv21(out[k].data(), w, h);
+    const vd_frame src = view(in[k]);
+    const vd_frame dst = view(out[k]);
     vd_denoise(d, &src, &dst, type, iso);
   };
   for (int i = 0; i < 4; ++i) run(i);
@@ -103,6 +106,16 @@ void BM_Engine(benchmark::State& state) {
   }
   vd_destroy(d);
   state.SetItemsProcessed(state.iterations());
+}
+
+// Engine/level:L/threads:T/height:H: the same frames through one engine
+// denoiser (vd_denoise) with T threads, at 1920x1080 or 3840x2160.
+void BM_Engine(benchmark::State& state) {
+  const int level = static_cast<int>(state.range(0));
+  const int h = static_cast<int>(state.range(2));
+  RunEngine(state, h == kH ? kW : h * 16 / 9, h, 0,
+            static_cast<int>(state.range(1)), kLevelPairs[level][0],
+            kLevelPairs[level][1]);
 }
 BENCHMARK(BM_Engine)
     ->Name("Engine")
@@ -115,43 +128,9 @@ BENCHMARK(BM_Engine)
 // frames whose rows are P bytes longer than the width, as camera buffers
 // often are (P = 0: packed); the spatial pass reads such luma where it lies.
 void BM_EnginePadded(benchmark::State& state) {
-  const int pad = static_cast<int>(state.range(0));
-  const int stride = kW + pad;
-  const size_t frame = static_cast<size_t>(stride) * kH * 3 / 2;
-  vd_options o;
-  vd_options_init(&o);
-  o.max_width = kW;
-  o.max_height = kH;
-  o.threads = static_cast<int>(state.range(1));
-  vd_denoiser* d = nullptr;
-  if (vd_create(&o, &d) != VD_OK) {
-    state.SkipWithError("vd_create failed");
-    return;
-  }
-  std::vector<std::vector<uint8_t>> in, out;
-  for (int i = 0; i < vdbench::kRotation; ++i) {
-    in.push_back(vdbench::Scene(frame, 11 + i));
-    out.push_back(vdbench::Zeros(frame));
-  }
-  const auto view = [&](std::vector<uint8_t>& b) {
-    vd_frame f = {kW, kH, b.data(), nullptr, nullptr, stride, stride, 2};
-    f.v = b.data() + static_cast<size_t>(stride) * kH;
-    f.u = f.v + 1;
-    return f;
-  };
-  auto run = [&](int k) {
-    const vd_frame src = view(in[k]);
-    const vd_frame dst = view(out[k]);
-    vd_denoise(d, &src, &dst, kLevelPairs[1][0], kLevelPairs[1][1]);
-  };
-  for (int i = 0; i < 4; ++i) run(i);
-  int i = 0;
-  for (auto _ : state) {
-    run(i++ % vdbench::kRotation);
-    benchmark::ClobberMemory();
-  }
-  vd_destroy(d);
-  state.SetItemsProcessed(state.iterations());
+  RunEngine(state, kW, kH, static_cast<int>(state.range(0)),
+            static_cast<int>(state.range(1)), kLevelPairs[1][0],
+            kLevelPairs[1][1]);
 }
 BENCHMARK(BM_EnginePadded)
     ->Name("EnginePadded")

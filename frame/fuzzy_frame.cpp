@@ -27,7 +27,6 @@
 #include "base/vd_cpu.h"
 #include "parallel/stripe.h"
 #include "spatial/box_blend.h"
-#include "spatial/box_filter.h"
 #include "spatial/box_filter_internal.h"
 #include "spatial/chroma_filter_internal.h"
 #include "spatial/fuzzy_filter.h"
